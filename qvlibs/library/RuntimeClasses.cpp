@@ -1,0 +1,19 @@
+// The classes that can be created by name. It stands here because only this folder may include all of them.
+#include "qvlibs/framework/Object.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr const CRuntimeClass* kClasses[] = {
+    nullptr, // one row a class
+};
+
+} // namespace
+
+const CRuntimeClass* CRuntimeClass::FromName(const char* name) {
+    for (const CRuntimeClass* type : kClasses) {
+        if (name && type && std::strcmp(type->m_lpszClassName, name) == 0) return type;
+    }
+    return nullptr;
+}
