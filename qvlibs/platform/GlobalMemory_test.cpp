@@ -1,0 +1,29 @@
+#include "qvlibs/platform/GlobalMemory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+TEST(GlobalMemory, BlocksKeepTheirSizeAndCountTheirLocks) {
+    const HGLOBAL block = GlobalAlloc(GHND, 54);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(GlobalSize(block), 54u);
+    auto* bytes = static_cast<BYTE*>(GlobalLock(block));
+    EXPECT_EQ(GlobalLock(block), bytes);
+    EXPECT_EQ(bytes[53], 0);
+    EXPECT_EQ(GlobalUnlock(block), 1);
+    EXPECT_EQ(GlobalUnlock(block), 0);
+    EXPECT_EQ(GlobalUnlock(block), 0) << "the count does not go below zero";
+    EXPECT_EQ(GlobalFree(block), nullptr);
+}
+
+TEST(GlobalMemory, UnknownAndFreedHandlesAreRefused) {
+    const HGLOBAL block = GlobalAlloc(GMEM_FIXED, 0);
+    EXPECT_NE(GlobalLock(block), nullptr) << "an empty block is a block";
+    EXPECT_EQ(GlobalFree(block), nullptr);
+    EXPECT_EQ(GlobalFree(block), block) << "freed once";
+    EXPECT_EQ(GlobalLock(block), nullptr);
+    EXPECT_EQ(GlobalSize(block), 0u);
+    EXPECT_EQ(GlobalLock(nullptr), nullptr);
+    EXPECT_EQ(GlobalAlloc(0, static_cast<size_t>(1) << 60), nullptr);
+}
