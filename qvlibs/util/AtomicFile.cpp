@@ -1,0 +1,103 @@
+#include "qvlibs/util/AtomicFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qv {
+namespace {
+
+std::string followLink(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
+    return real ? real.get() : path;
+}
+
+std::string folderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string descriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+mode_t modeFor(const std::string& target) {
+    struct stat old {};
+    if (::stat(target.c_str(), &old) == 0) return old.st_mode & 07777;
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
+} // namespace
+
+AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
+    struct stat old {};
+    if (::stat(target_.c_str(), &old) == 0) {
+        // Refused here rather than after the work was done.
+        if (S_ISDIR(old.st_mode))
+            error_ = EISDIR;
+        else if (::access(target_.c_str(), W_OK) != 0)
+            error_ = errno;
+        if (error_) return;
+    }
+    const std::string folder = folderOf(target_);
+    descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (descriptor_ < 0) {
+        temporary_ = folder + "/.qv-XXXXXX";
+        descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
+        if (descriptor_ < 0) {
+            error_ = errno;
+            temporary_.clear();
+            return;
+        }
+    }
+    ::fchmod(descriptor_, modeFor(target_));
+}
+
+AtomicFile::~AtomicFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+std::string AtomicFile::pathForLibraries() const { return descriptorPath(descriptor_); }
+
+bool AtomicFile::fail(int error) {
+    if (!error_) error_ = error;
+    return false;
+}
+
+bool AtomicFile::write(const void* bytes, size_t count) {
+    const char* at = static_cast<const char*>(bytes);
+    while (count > 0 && !error_) {
+        const ssize_t put = ::write(descriptor_, at, count);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return fail(errno);
+        at += put;
+        count -= static_cast<size_t>(put);
+    }
+    return error_ == 0;
+}
+
+bool AtomicFile::commit() {
+    if (descriptor_ < 0 || error_) return false;
+    if (::fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) return fail(errno);
+    for (int attempt = 0; temporary_.empty(); ++attempt) {
+        const std::string name = folderOf(target_) + "/.qv-" + std::to_string(::getpid()) + "-" +
+                                 std::to_string(descriptor_) + "-" + std::to_string(attempt);
+        if (::linkat(AT_FDCWD, descriptorPath(descriptor_).c_str(), AT_FDCWD, name.c_str(),
+                     AT_SYMLINK_FOLLOW) == 0) {
+            temporary_ = name;
+        } else if (errno != EEXIST || attempt == 100) {
+            return fail(errno);
+        }
+    }
+    if (::rename(temporary_.c_str(), target_.c_str()) != 0) return fail(errno);
+    temporary_.clear();
+    return true;
+}
+
+} // namespace qv

@@ -1,0 +1,44 @@
+// A file that appears under its name whole or not at all.
+//
+// The bytes go into a nameless file in the target's folder (or one with a temporary name where the file
+// system has no nameless ones); commit() puts it in place of whatever had the name. Without commit() nothing
+// is left behind, not even when the process is killed (but for that temporary name). A target that is a
+// symbolic link is followed; an existing file passes its permissions on.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace qv {
+
+class AtomicFile {
+public:
+    // Check isOpen(), or error() for the errno.
+    explicit AtomicFile(const std::string& path);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+
+    bool isOpen() const { return descriptor_ >= 0; }
+    // The errno of the first failure, 0 while there was none.
+    int error() const { return error_; }
+    // For seeking and writing by other means; stays this object's.
+    int descriptor() const { return descriptor_; }
+    // A path by which a codec library can open the file being made.
+    std::string pathForLibraries() const;
+
+    // After a failed write, commit() refuses.
+    bool write(const void* bytes, size_t count);
+    // True when the file is on disk under its name. An unfinished target keeps its old content otherwise.
+    [[nodiscard]] bool commit();
+
+private:
+    bool fail(int error);
+
+    std::string target_;
+    std::string temporary_; // empty while the file has no name
+    int descriptor_ = -1;
+    int error_ = 0;
+};
+
+} // namespace qv
