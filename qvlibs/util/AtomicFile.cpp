@@ -11,6 +11,8 @@
 namespace qv {
 namespace {
 
+constexpr int kAttempts = 1000;
+
 std::string followLink(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
     return real ? real.get() : path;
@@ -22,40 +24,32 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::string descriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
-
-mode_t modeFor(const std::string& target) {
-    struct stat old {};
-    if (::stat(target.c_str(), &old) == 0) return old.st_mode & 07777;
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
+std::string temporaryName(const std::string& folder, int attempt) {
+    return folder + "/.qv-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
 }
 
 } // namespace
 
 AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
     struct stat old {};
-    if (::stat(target_.c_str(), &old) == 0) {
-        // Refused here rather than after the work was done.
-        if (S_ISDIR(old.st_mode))
-            error_ = EISDIR;
-        else if (::access(target_.c_str(), W_OK) != 0)
-            error_ = errno;
-        if (error_) return;
-    }
+    const bool exists = ::stat(target_.c_str(), &old) == 0;
+    // Refused here rather than after the work was done.
+    if (exists && S_ISDIR(old.st_mode)) error_ = EISDIR;
+    if (exists && !error_ && ::access(target_.c_str(), W_OK) != 0) error_ = errno;
+    if (error_) return;
     const std::string folder = folderOf(target_);
-    descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (descriptor_ < 0) {
-        temporary_ = folder + "/.qv-XXXXXX";
-        descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
-        if (descriptor_ < 0) {
-            error_ = errno;
-            temporary_.clear();
-            return;
-        }
+    descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    for (int attempt = 0; descriptor_ < 0 && attempt < kAttempts; ++attempt) {
+        temporary_ = temporaryName(folder, attempt);
+        descriptor_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
+        if (descriptor_ < 0 && errno != EEXIST) break;
     }
-    ::fchmod(descriptor_, modeFor(target_));
+    if (descriptor_ < 0) {
+        error_ = errno;
+        temporary_.clear();
+    } else if (exists) {
+        ::fchmod(descriptor_, old.st_mode & 07777);
+    }
 }
 
 AtomicFile::~AtomicFile() {
@@ -63,7 +57,7 @@ AtomicFile::~AtomicFile() {
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
-std::string AtomicFile::pathForLibraries() const { return descriptorPath(descriptor_); }
+std::string AtomicFile::pathForLibraries() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
 bool AtomicFile::fail(int error) {
     if (!error_) error_ = error;
@@ -86,12 +80,10 @@ bool AtomicFile::commit() {
     if (descriptor_ < 0 || error_) return false;
     if (::fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) return fail(errno);
     for (int attempt = 0; temporary_.empty(); ++attempt) {
-        const std::string name = folderOf(target_) + "/.qv-" + std::to_string(::getpid()) + "-" +
-                                 std::to_string(descriptor_) + "-" + std::to_string(attempt);
-        if (::linkat(AT_FDCWD, descriptorPath(descriptor_).c_str(), AT_FDCWD, name.c_str(),
-                     AT_SYMLINK_FOLLOW) == 0) {
+        const std::string name = temporaryName(folderOf(target_), attempt);
+        if (::linkat(AT_FDCWD, pathForLibraries().c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
             temporary_ = name;
-        } else if (errno != EEXIST || attempt == 100) {
+        } else if (errno != EEXIST || attempt == kAttempts) {
             return fail(errno);
         }
     }
