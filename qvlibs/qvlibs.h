@@ -1,4 +1,5 @@
-// Everything that QvLibs offers. Include single headers where compile time matters.
+// Everything that QvLibs offers to its callers. Include single headers where compile time matters. Authors of
+// codec modules include plugins/plugin_api.h or plugins/dv_component.h instead.
 #pragma once
 
 #include "qvlibs/framework/Archive.h"
@@ -14,4 +15,9 @@
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/framework/Types.h"
 #include "qvlibs/library/Version.h"
-#include "qvlibs/plugins/plugin_api.h"
+#include "qvlibs/plugins/PluginInfo.h"
+#include "qvlibs/plugins/PropertyRegistry.h"
+#include "qvlibs/plugins/VideoCodecSetup.h"
+#include "qvlibs/util/FileIdentity.h"
+#include "qvlibs/util/PathSearch.h"
+#include "qvlibs/util/Qvfiletools.h"
