@@ -100,7 +100,7 @@ typedef struct QVPICTUREINFO {
     int32_t width;
     int32_t height;
     int32_t bitCount;
-    int32_t extra; /* handed to the caller; the shipped modules give the Exif orientation or 0 */
+    int32_t extra; /* a word of the module's own, handed to the caller */
     int32_t reserved;
     char format[128]; /* "JPEG", "PNG 16 bit", ...; need not end in a zero */
 } QVPICTUREINFO;
@@ -202,6 +202,9 @@ uint32_t SetDibSize(QVSTREAM stream, int32_t width, int32_t height);
 /* A movable memory block (GlobalAlloc) with a packed DIB: header, colour table, rows. Null on failure. The
  * caller owns it. */
 void* Decode(const char* path);
+/* Optional: as Decode, but a codec with a cheap reduced decode may deliver any smaller size that is still at
+ * least `width` x `height` and shrinks further without visible loss. The library falls back to Decode. */
+void* DecodeAtLeast(const char* path, int32_t width, int32_t height);
 uint32_t GetStillImageInfo(const char* path, QVPICTUREINFO* info);
 /* `picture` is a memory block with a packed DIB and stays the caller's. The file appears whole or not at all.
  */

@@ -1,0 +1,21 @@
+#include "codecs/common/BackEnd.h"
+
+#include <string>
+
+#include <dlfcn.h>
+
+namespace qv::codec {
+
+const void* openBackEnd(const char* fileName, const char* entry) {
+    Dl_info own{};
+    if (!dladdr(reinterpret_cast<const void*>(&openBackEnd), &own) || !own.dli_fname) return nullptr;
+    const std::string path = own.dli_fname;
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    void* handle = dlopen((folder + fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) return nullptr;
+    const auto function = reinterpret_cast<const void* (*)()>(dlsym(handle, entry));
+    return function ? function() : nullptr;
+}
+
+} // namespace qv::codec

@@ -1,0 +1,13 @@
+// A module's heavy half: a shared object beside it that links the codec library and is mapped on the first
+// call that needs it. The module itself links nothing, so that loading the library stays cheap with every
+// module present.
+#pragma once
+
+namespace qv::codec {
+
+// Maps `fileName` from the folder of the calling module and calls its export `entry`, which hands out a table
+// of functions. Null when the back end cannot be mapped. The module keeps the answer; it stays mapped for
+// good, because codec libraries do not expect to be unmapped.
+const void* openBackEnd(const char* fileName, const char* entry);
+
+} // namespace qv::codec

@@ -1,0 +1,88 @@
+// The exports of every picture module. A file is the module's when its first bytes say so; a name whose file
+// does not exist yet is the module's when its extension is, because it is then about to be written.
+#include "codecs/common/BackEnd.h"
+#include "codecs/picture/PictureBackEnd.h"
+#include "codecs/picture/PictureFormat.h"
+#include "qvlibs/plugins/plugin_api.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+using qv::codec::kPictureFormat;
+
+namespace {
+
+const qv::codec::PictureBackEnd* backEnd() {
+    static const auto* const table = static_cast<const qv::codec::PictureBackEnd*>(
+        qv::codec::openBackEnd(kPictureFormat.backEnd, qv::codec::kPictureBackEndEntry));
+    return table;
+}
+
+bool hasExtension(std::string_view path) {
+    const size_t dot = path.rfind('.');
+    if (dot == std::string_view::npos || path.find('/', dot) != std::string_view::npos) return false;
+    for (const char* extension : kPictureFormat.extensions) {
+        if (strcasecmp(path.data() + dot + 1, extension) == 0) return true;
+    }
+    return false;
+}
+
+bool isMine(const char* path) {
+    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) return errno == ENOENT && hasExtension(path);
+    unsigned char head[64];
+    const ssize_t got = read(file, head, kPictureFormat.headBytes);
+    close(file);
+    if (got == 0) return hasExtension(path); // made empty by a writer that is about to fill it
+    return got > 0 && kPictureFormat.isMine(head, static_cast<size_t>(got));
+}
+
+} // namespace
+
+extern "C" {
+
+QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
+    if (error) *error = QV_PLUGIN_OK;
+    return static_cast<uint32_t>(kPictureFormat.extensions.size());
+}
+
+QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
+    if (!text || index >= kPictureFormat.extensions.size()) return QV_PLUGIN_FAILED;
+    strncpy(text, kPictureFormat.extensions[index], QV_EXTENSION_SIZE - 1);
+    text[QV_EXTENSION_SIZE - 1] = '\0';
+    return QV_PLUGIN_OK;
+}
+
+QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
+    if (!path || !supported) return QV_PLUGIN_FAILED;
+    *supported = isMine(path) ? 1 : 0;
+    return QV_PLUGIN_OK;
+}
+
+QV_PLUGIN_EXPORT void* Decode(const char* path) {
+    const auto* table = path ? backEnd() : nullptr;
+    return table ? table->decode(path, {}) : nullptr;
+}
+
+QV_PLUGIN_EXPORT void* DecodeAtLeast(const char* path, int32_t width, int32_t height) {
+    const auto* table = path ? backEnd() : nullptr;
+    return table ? table->decode(path, {width, height}) : nullptr;
+}
+
+QV_PLUGIN_EXPORT uint32_t GetStillImageInfo(const char* path, QVPICTUREINFO* info) {
+    const auto* table = path && info ? backEnd() : nullptr;
+    if (!table) return QV_PLUGIN_FAILED;
+    memset(info, 0, sizeof *info);
+    return table->info(path, info);
+}
+
+QV_PLUGIN_EXPORT uint32_t Encode(void* picture, const char* path, int32_t option1, int32_t option2) {
+    const auto* table = path && picture ? backEnd() : nullptr;
+    return table ? table->encode(picture, path, option1, option2) : uint32_t{QV_PLUGIN_FAILED};
+}
+}
