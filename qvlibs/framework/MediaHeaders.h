@@ -9,7 +9,9 @@ constexpr DWORD BI_RLE8 = 1;
 constexpr DWORD BI_RLE4 = 2;
 constexpr DWORD BI_BITFIELDS = 3;
 
-// A picture's header. Rows follow bottom first, padded to 4 bytes; biHeight is positive.
+// A picture's header. Rows follow bottom first, padded to 4 bytes; biHeight is positive. In a mapped file it
+// lies at byte 14, so it asks for an alignment of 2 only.
+#pragma pack(push, 2)
 struct BITMAPINFOHEADER {
     DWORD biSize;
     LONG biWidth;
@@ -23,6 +25,7 @@ struct BITMAPINFOHEADER {
     DWORD biClrUsed;
     DWORD biClrImportant;
 };
+#pragma pack(pop)
 static_assert(sizeof(BITMAPINFOHEADER) == 40);
 
 struct RGBQUAD {

@@ -1,12 +1,13 @@
 // The classes that can be created by name. It stands here because only this folder may include all of them.
 #include "qvlibs/framework/Object.h"
+#include "qvlibs/image/QVDib.h"
 
 #include <cstring>
 
 namespace {
 
 constexpr const CRuntimeClass* kClasses[] = {
-    nullptr, // one row a class
+    &CQVDIB::classCQVDIB,
 };
 
 } // namespace
