@@ -214,11 +214,19 @@ uint32_t Encode(void* picture, const char* path, int32_t option1, int32_t option
  * ------------------------------- */
 
 int32_t IsExifFile(const char* path, int* isExif);
+/* The Exif orientation, 0 when there is none; *second: the clockwise turn in degrees that shows it upright
+ * (0, 90, 180, 270; mirrored pictures give 0). */
 int32_t GetOrientation(const char* path, int* orientation, int* second, int option);
+/* Writes `target` as a copy of `path` with that orientation (1 to 8); both may be one file. */
 int32_t SetOrientation(const char* path, const char* target, uint16_t orientation, int option);
 int32_t SetDateTimeOriginal(const char* path, const QVDATETIME* time);
 int32_t GetDateTimeOriginal(const char* path, QVDATETIME* time);
+/* The maker's entries in file order: texts as "name: value" lines, 16-bit values as words, 32-bit values as
+ * dwords. */
 int32_t GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink);
+/* Optional: gives `to` what `from` says about itself, but for sizes and thumbnail; its orientation becomes
+ * `orientation` (0 = none is written). */
+int32_t CopyProperties(const char* from, const char* to, uint16_t orientation);
 
 /* --- optional, called by PBLIB::QVTLInitializeVideoCodecPlugin and ...Terminate...
  * ----------------------------- */

@@ -1,0 +1,20 @@
+// What the picture-property module's back end does. Statuses are the platform's, negative = failure.
+#pragma once
+
+#include "qvlibs/plugins/plugin_api.h"
+
+namespace qv::codec {
+
+struct ExifBackEnd {
+    int32_t (*isExif)(const char* path, int* isExif);
+    int32_t (*getOrientation)(const char* path, int* orientation, int* degrees);
+    int32_t (*setOrientation)(const char* path, const char* target, uint16_t orientation);
+    int32_t (*setDateTime)(const char* path, const QVDATETIME* time);
+    int32_t (*getDateTime)(const char* path, QVDATETIME* time);
+    int32_t (*getMakerNote)(const char* path, QVMAKERNOTESINK* sink);
+    int32_t (*copyProperties)(const char* from, const char* to, uint16_t orientation);
+};
+
+constexpr const char* kExifBackEndEntry = "qvExifBackEnd";
+
+} // namespace qv::codec
