@@ -368,13 +368,17 @@ std::optional<AviHeader> readAviHeader(const AviBytes& file) {
     return header;
 }
 
+bool isAviChunkHead(const std::uint8_t* head, const AviChunk& chunk, int stream) {
+    ByteReader in(head, kChunkHead);
+    const DWORD id = in.u32();
+    return belongsTo(id, stream) && in.u32() == chunk.size;
+}
+
 bool isAviChunk(const AviBytes& file, const AviChunk& chunk, int stream) {
     std::array<std::uint8_t, kChunkHead> head{};
     if (chunk.position < kChunkHead || chunk.position > file.size) return false;
     if (file.read(chunk.position - kChunkHead, head.data(), head.size()) != head.size()) return false;
-    ByteReader in(head.data(), head.size());
-    const DWORD id = in.u32();
-    return belongsTo(id, stream) && in.u32() == chunk.size;
+    return isAviChunkHead(head.data(), chunk, stream);
 }
 
 std::vector<AviChunk> walkAviChunks(const AviBytes& file, const AviHeader& header, int stream) {

@@ -81,5 +81,7 @@ struct AviChunk {
 
 // Whether a chunk of that stream and size really lies there.
 [[nodiscard]] bool isAviChunk(const AviBytes& file, const AviChunk& chunk, int stream);
+// The same on the 8 bytes before a chunk's data.
+[[nodiscard]] bool isAviChunkHead(const std::uint8_t* head, const AviChunk& chunk, int stream);
 
 } // namespace qv
