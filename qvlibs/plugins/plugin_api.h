@@ -7,16 +7,24 @@
  * module may leave any function out: the library then answers 9 for it (0 where a stream, writer, picture or
  * pointer is due).
  *
- * Results  0 is done, anything else travels to the caller untouched. Do not use 9 and 14 for failures of your
- * own: they mean "no such export" and "no module". Streams  QVSTREAM and QVWRITER are 32-bit tickets out of
- * the module's own table, 0 = none; never a pointer in disguise. A ticket that was closed, and ticket 0, must
- * be refused. Text     UTF-8, zero-ended; paths are whatever bytes the file system has. Memory   What a
- * module hands out stays the module's, valid until the next call on that stream. The one exception is Decode,
- * which hands a memory block over. Pixels   Rows lie bottom first and are padded to 4 bytes; 24 bits a pixel
- * are B, G, R. Threads  IsSupported, Investigate, Decode and GetStillImageInfo never overlap; the rest may,
- * though never two calls on one stream. A module must not start threads, or wait for any, while it is being
- * loaded. Loading  Must be cheap: link nothing heavy. Map a codec library on the first call that needs it,
- * after a look at the name and the first bytes says that the file is yours.
+ * Results: 0 is done, anything else travels to the caller untouched. Do not use 9 and 14 for failures of your
+ * own: they mean "no such export" and "no module".
+ *
+ * Streams: QVSTREAM and QVWRITER are 32-bit tickets out of the module's own table, 0 = none; never a pointer
+ * in disguise. A ticket that was closed, and ticket 0, must be refused.
+ *
+ * Text: UTF-8, zero-ended; paths are whatever bytes the file system has.
+ *
+ * Memory: what a module hands out stays the module's, valid until the next call on that stream. The one
+ * exception is Decode, which hands a memory block over.
+ *
+ * Pixels: rows lie bottom first and are padded to 4 bytes; 24 bits a pixel are B, G, R.
+ *
+ * Threads: IsSupported, Investigate, Decode and GetStillImageInfo never overlap; the rest may, though never
+ * two calls on one stream. A module must not start threads, or wait for any, while it is being loaded.
+ *
+ * Loading: must be cheap, so link nothing heavy. Map a codec library on the first call that needs it, after a
+ * look at the name and the first bytes says that the file is yours. codecs/skeleton is the smallest module.
  */
 #ifndef QVLIBS_PLUGIN_API_H
 #define QVLIBS_PLUGIN_API_H
@@ -119,8 +127,7 @@ typedef struct QVMAKERNOTESINK {
     void (*dword)(void* context, uint32_t value);
 } QVMAKERNOTESINK;
 
-/* --- every kind of codec module
- * ------------------------------------------------------------------------------ */
+/* ---- Every kind of codec module ---- */
 
 /* How many extensions the module handles; *error is 0. */
 uint32_t GetNumOfSupportedExtentions(uint32_t* error);
@@ -134,8 +141,7 @@ uint32_t IsSupported(const char* path, int* supported);
  * code 0 = cannot tell. */
 uint32_t Investigate(const char* path, int* attributes, uint32_t* type);
 
-/* --- movies (.vcp) and sounds (.acp): reading
- * ----------------------------------------------------------------- */
+/* ---- Movies (.vcp) and sounds (.acp): reading ---- */
 
 /* mode: QV_OPEN_* for movies; for sounds 1 on PAL, 0 on NTSC; for titles 0. 0 when the file cannot be opened.
  */
@@ -169,8 +175,7 @@ uint32_t GetVideoCompressionRate(QVSTREAM stream);            /* bits a second *
 uint32_t GetAudioCompressionRate(QVSTREAM stream);            /* bits a second */
 uint32_t GetVideoAverageRate(QVSTREAM stream);                /* kilobits a second */
 
-/* --- movies (.vcp): writing
- * ------------------------------------------------------------------------------------ */
+/* ---- Movies (.vcp): writing ---- */
 
 QVWRITER OpenW(const char* path, int32_t mode); /* mode 1 PAL, 0 NTSC */
 uint32_t Write(QVWRITER writer, const void* bitmapHeader, const void* bits, int32_t frame);
@@ -181,8 +186,7 @@ uint32_t CloseW(QVWRITER writer);
 uint32_t SetParameters(QVWRITER writer, int32_t a, int32_t b, int32_t c);
 uint32_t ResetCodec(QVWRITER writer);
 
-/* --- sounds (.acp)
- * --------------------------------------------------------------------------------------------- */
+/* ---- Sounds (.acp) ---- */
 
 uint32_t SetTotalSample(QVSTREAM stream, int64_t samples, int32_t pal);
 /* code 0: display name (char[QV_DISPLAY_NAME_SIZE]); 1, 2, 3: critical frames (data is null); 4:
@@ -190,14 +194,12 @@ uint32_t SetTotalSample(QVSTREAM stream, int64_t samples, int32_t pal);
 uint32_t GetFileInfo(const char* path, uint32_t code, void* data);
 uint32_t GetFileData(QVSTREAM stream, uint32_t code, void* data, uint32_t reserved);
 
-/* --- titles (.tcp)
- * --------------------------------------------------------------------------------------------- */
+/* ---- Titles (.tcp) ---- */
 
 uint32_t GetDib(QVSTREAM stream, int32_t frame, void* bits); /* 24-bit rows at the size set */
 uint32_t SetDibSize(QVSTREAM stream, int32_t width, int32_t height);
 
-/* --- pictures (.pcp)
- * ------------------------------------------------------------------------------------------- */
+/* ---- Pictures (.pcp) ---- */
 
 /* A movable memory block (GlobalAlloc) with a packed DIB: header, colour table, rows. Null on failure. The
  * caller owns it. */
@@ -210,8 +212,7 @@ uint32_t GetStillImageInfo(const char* path, QVPICTUREINFO* info);
  */
 uint32_t Encode(void* picture, const char* path, int32_t option1, int32_t option2);
 
-/* --- picture properties (.pbp): results are 32-bit statuses, negative = failure
- * ------------------------------- */
+/* ---- Picture properties (.pbp): results are 32-bit statuses, negative = failure ---- */
 
 int32_t IsExifFile(const char* path, int* isExif);
 /* The Exif orientation, 0 when there is none; *second: the clockwise turn in degrees that shows it upright
@@ -228,8 +229,7 @@ int32_t GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink);
  * `orientation` (0 = none is written). */
 int32_t CopyProperties(const char* from, const char* to, uint16_t orientation);
 
-/* --- optional, called by PBLIB::QVTLInitializeVideoCodecPlugin and ...Terminate...
- * ----------------------------- */
+/* ---- Optional: called for every module of a folder "pbbin" beside a program that asks for it ---- */
 
 void Initialize(void);
 void Terminate(void);

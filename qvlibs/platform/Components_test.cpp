@@ -1,0 +1,31 @@
+#include "qvlibs/platform/Components.h"
+
+#include "qvlibs/framework/Status.h"
+#include "qvlibs/plugins/dv_component.h"
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+// The modules lie in a folder beside this program, which has the library linked in.
+TEST(Components, AreMadeByTheModuleOfTheirClass) {
+    const struct {
+        const char *classId, *interfaceId, *module;
+        LONG status;
+    } rows[] = {
+        {QV_DV_CLASS, QV_DV_INTERFACE, "fakes/component.so", 0},
+        {QV_DV_CLASS, "{00000000-0000-0000-C000-000000000000}", "fakes/component.so", QV_E_NOINTERFACE},
+        {"{00000000-0000-0000-C000-000000000000}", QV_DV_INTERFACE, "fakes/component.so", QV_E_CLASSNOTREG},
+        {QV_DV_CLASS, QV_DV_INTERFACE, "fakes/accept_all.so", QV_E_CLASSNOTREG},
+        {QV_DV_CLASS, QV_DV_INTERFACE, "fakes/none.so", QV_E_CLASSNOTREG},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.module);
+        void* made = &made;
+        EXPECT_EQ(qv::createComponent(row.classId, row.interfaceId, row.module, &made), row.status);
+        EXPECT_EQ(made != nullptr, row.status == 0);
+        if (row.status != 0) continue;
+        auto* component = static_cast<QVDVCOMPONENT*>(made);
+        EXPECT_EQ(component->table->addRef(component), 2u) << "it came with one reference";
+    }
+    EXPECT_EQ(qv::createComponent(QV_DV_CLASS, QV_DV_INTERFACE, "fakes/component.so", nullptr), QV_E_POINTER);
+}
