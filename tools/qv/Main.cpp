@@ -1,6 +1,77 @@
+// The program: picks the command, prints help, turns what went wrong into an exit code.
+#include "tools/qv/Command.h"
+
 #include "qvlibs/library/Version.h"
-#include "qvlibs/qvlibs.h"
 
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
-int main() { std::printf("qv %s\n", qv::libraryVersion()); }
+namespace {
+
+using qv::cli::Command;
+
+constexpr Command kCommands[] = {
+    {"tc", "timecodes to frames and back, sums, differences",
+     "  qv tc frames 00:01:00:02 --mode df     1800: two labels are skipped at the minute\n"
+     "  qv tc label 17982 --mode df            00:10:00:00\n"
+     "  qv tc diff 10:00:00:00 09:59:58:12     48 (30 frames a second, or 25 on a PAL system)",
+     qv::cli::setupTc},
+};
+
+// The part of the program that may throw: a broken option table is our own mistake, but a command may run out
+// of memory.
+int runCommands(int argc, char** argv) {
+    CLI::App app("Home-video tools: tapes, thumbnails, timecodes, pictures and settings.", "qv");
+    app.set_version_flag("--version", std::string("qv ") + qv::libraryVersion());
+    app.require_subcommand(1);
+    app.footer("`qv COMMAND --help` tells what a command does, with examples.\n"
+               "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 not found, 4 not supported, 5 damaged input, "
+               "130 interrupted.");
+
+    qv::cli::Common common;
+    const Command* chosen = nullptr;
+    std::function<int()> run;
+    for (const Command& command : kCommands) {
+        if (argc < 2 || std::strcmp(argv[1], command.name) != 0) {
+            app.add_subcommand(command.name, command.summary);
+            continue;
+        }
+        // Only the command that is asked for pays for its options.
+        CLI::App* sub = app.add_subcommand(command.name, command.summary);
+        sub->add_flag("--json", common.json, "Print the result as JSON");
+        sub->add_flag("--quiet,-q", common.quiet, "No messages and no progress, only the result and errors");
+        sub->footer(std::string("Examples:\n") + command.examples);
+        run = command.setup(*sub, common);
+        chosen = &command;
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& stop) {
+        if (stop.get_exit_code() == 0) {
+            app.exit(stop); // help or version
+            return qv::cli::Done;
+        }
+        const std::string who = chosen ? std::string("qv ") + chosen->name : "qv";
+        return qv::cli::error(qv::cli::Usage, std::string(stop.what()) + " (see " + who + " --help)");
+    }
+    return run ? run() : static_cast<int>(qv::cli::Usage);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int code = qv::cli::Failed;
+    try {
+        code = runCommands(argc, argv);
+    } catch (const std::exception& problem) {
+        code = qv::cli::error(qv::cli::Failed, problem.what());
+    }
+    // A result that did not reach its reader is no result.
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && code == qv::cli::Done) {
+        code = qv::cli::error(qv::cli::Failed, std::string("writing the result: ") + std::strerror(errno));
+    }
+    return code;
+}

@@ -1,0 +1,83 @@
+#include "tools/qv/Command.h"
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace qv::cli {
+
+namespace {
+
+volatile std::sig_atomic_t stopped = 0;
+
+void stop(int) { stopped = 1; }
+
+std::string printable(const std::string& text) {
+    std::string shown;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte >= 0x20 && byte != 0x7F) {
+            shown += character;
+        } else {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02X", byte);
+            shown += code;
+        }
+    }
+    return shown;
+}
+
+long long milliseconds() {
+    using namespace std::chrono;
+    return duration_cast<std::chrono::milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
+int error(Exit code, const std::string& text) {
+    std::fprintf(stderr, "qv: %s\n", printable(text).c_str());
+    return code;
+}
+
+void message(const Common& common, const std::string& text) {
+    if (!common.quiet) std::fprintf(stderr, "qv: %s\n", printable(text).c_str());
+}
+
+void printJson(const nlohmann::ordered_json& document) {
+    const auto text = document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::printf("%s\n", text.c_str());
+}
+
+Progress::Progress(const Common& common, std::string what)
+    : what_(std::move(what)), shown_(!common.quiet && isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (drawn_) std::fputs("\r\033[K", stderr);
+}
+
+void Progress::show(double share, const std::string& detail) {
+    if (!shown_) return;
+    const long long now = milliseconds();
+    if (drawn_ && now - last_ < 100) return;
+    last_ = now;
+    drawn_ = true;
+    const std::string percent = share < 0 ? "" : std::to_string(static_cast<int>(share * 100)) + "% ";
+    std::fprintf(stderr, "\r\033[K%s %s%s", what_.c_str(), percent.c_str(), detail.c_str());
+    std::fflush(stderr);
+}
+
+bool interrupted() {
+    static const bool armed = [] {
+        struct sigaction action {};
+        action.sa_handler = stop;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        return sigaction(SIGINT, &action, nullptr) == 0;
+    }();
+    return armed && stopped;
+}
+
+} // namespace qv::cli

@@ -1,0 +1,82 @@
+// What the commands of qv share: the table row, exit codes, messages, progress, JSON output.
+//
+// Results go to standard output; messages and progress go to standard error. A command is one source file
+// with one setup function, named in the table of Main.cpp:
+//
+//   std::function<int()> setupThing(CLI::App& app, const qv::cli::Common& common) {
+//       auto options = std::make_shared<Options>();          // lives as long as the returned function
+//       app.add_option("FILE", options->file, "...")->required();
+//       return [options, &common] { return run(*options, common); };
+//   }
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <functional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace qv::cli {
+
+enum Exit : int {
+    Done = 0,
+    Failed = 1,
+    Usage = 2,
+    NotFound = 3,
+    NotSupported = 4,
+    Damaged = 5,
+    Interrupted = 130
+};
+
+// The options that every command takes. Valid while the command runs.
+struct Common {
+    bool json = false;  // print the result as JSON
+    bool quiet = false; // no messages and no progress; errors are still printed
+};
+
+struct Command {
+    const char* name;
+    const char* summary;  // one line of `qv --help`
+    const char* examples; // three of them, each with what it gives; shown at the end of the command's help
+    // Adds the options; the returned function runs the command and gives the exit code.
+    std::function<int()> (*setup)(CLI::App& app, const Common& common);
+};
+
+// Prints "qv: <text>" on standard error and returns the code, so that a command can `return error(...)`.
+// Control characters in the text (a file name may hold any) are shown as \xNN.
+int error(Exit code, const std::string& text);
+// The same for what a person may want to know but no script needs: not with --quiet.
+void message(const Common& common, const std::string& text);
+
+// One document, indented, with a line end. Bytes that are no UTF-8 are replaced.
+void printJson(const nlohmann::ordered_json& document);
+
+// A line on the terminal that shows how far a long command is; nothing with --quiet or where standard error
+// is no terminal. The line is erased at the end.
+class Progress {
+public:
+    Progress(const Common& common, std::string what);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    // `share` is 0..1, or below 0 when the end is not known; `detail` stands behind it. Cheap to call often.
+    void show(double share, const std::string& detail = {});
+
+private:
+    std::string what_;
+    bool shown_;
+    bool drawn_ = false;
+    long long last_ = 0; // milliseconds of the last drawing
+};
+
+// From the first call on, Ctrl-C does not end the process but makes this true; the command then stops, leaves
+// nothing half-written and returns Interrupted. A second Ctrl-C ends the process.
+bool interrupted();
+
+// The commands, one file each; the table is in Main.cpp.
+std::function<int()> setupTc(CLI::App& app, const Common& common);
+
+} // namespace qv::cli
