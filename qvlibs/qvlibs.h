@@ -14,6 +14,8 @@
 #include "qvlibs/framework/Time.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/framework/Types.h"
+#include "qvlibs/image/Canvas.h"
+#include "qvlibs/image/DibTools.h"
 #include "qvlibs/image/DibTypes.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"

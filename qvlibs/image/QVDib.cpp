@@ -101,8 +101,7 @@ ULONG CQVDIB::Copy(const CQVDIB& source) {
     const size_t bytes = static_cast<size_t>(std::min<std::uint64_t>(imageSize_, source.pixelRoom()));
     std::memcpy(bits_, source.bits_, bytes);
     std::memset(bits_ + bytes, 0, static_cast<size_t>(knownRoom_) - bytes);
-    const auto table = source.view().table;
-    std::copy_n(table.begin(), std::min<size_t>(table.size(), static_cast<size_t>(colorCount_)), colorTable_);
+    copyFormat(source);
     return QV_OK;
 }
 

@@ -25,6 +25,7 @@ class CArchive;
 
 namespace qv {
 struct DibView;
+struct PixelView;
 class FileMapping;
 } // namespace qv
 
@@ -100,6 +101,68 @@ public:
     // Size of the pixels and place of the table from the header.
     void ComputeMetrics();
 
+    // Resizes to `size` with the shape and fit that types and option ask for (0 stretch, -1 fill, all others
+    // fit); the depth stays. Without `dst` the image itself becomes the result. `method` is not looked at:
+    // this is always the smooth engine, or the own sampler for depths other than 24. 0 done, or nothing asked
+    // with a size of (0, 0); 1 without header or pixels, for depths below 8 bits and sizes that do not fit
+    // their types, a given `dst` then being empty.
+    ULONG ResizeFilter(CSize size, CQVDIB* dst, int option, DIB_TYPE srcType, DIB_TYPE dstType,
+                       RESIZE_METHOD method);
+    // Resizes into the pixels that `dst` has, by the own sampler; where to is a table for video sizes.
+    // Options: 0 stretch, 1 and 10 up fit, 2 to 9 fit as one of the shapes of video. The depths must be
+    // equal. 0 done, 1 otherwise, and when a row of `dst` is padded.
+    ULONG ResizeFilter2(CQVDIB* dst, int option);
+    // The same places with the smooth engine. The result lies in a memory block; this image is moved into
+    // one. `flag` is not used.
+    ULONG ResizeFilterLeadTool2(CQVDIB* dst, int option, int flag);
+    // The same to a size; without `dst` the image itself becomes the result.
+    ULONG ResizeFilterLeadTool(CSize size, CQVDIB* dst, int option, int flag);
+
+    // Raw resizers of 24-bit rows (padded to 4 bytes, lowest row first): the source's rectangle onto the
+    // destination's. Each has its own way with the destination's rectangle:
+    //   LeadTool     rows from the lowest; nothing outside is touched; flag not used
+    //   IPPI24       rows from the top; the rest is cleared; flag 0 cubic, else linear. Without a destination
+    //   the
+    //                result replaces the source, whose buffer must be as large. Where rows are padded a part
+    //                near the end of the buffer may stay at its start.
+    //   Mainconcept  rows from the lowest; the rest is cleared; flag 0 Lanczos, else linear
+    // 0 done, 1 for missing buffers and rectangles that are not inside. Methods 3 and 4 are LeadTool, 7 and 8
+    // Mainconcept, all others IPPI24. The buffers must not overlap.
+    static ULONG DirectResize(RESIZE_METHOD method, unsigned char* src, SIZE srcSize, RECT srcRect,
+                              unsigned char* dst, SIZE dstSize, RECT dstRect, int flag);
+    static ULONG DirectResizeLeadTool(unsigned char* src, SIZE srcSize, RECT srcRect, unsigned char* dst,
+                                      SIZE dstSize, RECT dstRect, int flag);
+    static ULONG DirectResizeIPPI24(unsigned char* src, SIZE srcSize, RECT srcRect, unsigned char* dst,
+                                    SIZE dstSize, RECT dstRect, int flag);
+    static ULONG DirectResizeMainconcept(unsigned char* src, SIZE srcSize, RECT srcRect, unsigned char* dst,
+                                         SIZE dstSize, RECT dstRect, int flag);
+
+    // Filters work on the image itself when `dst` is null (or this image), else the result goes to `dst` and
+    // the image stays as it is, but for StillFilter.
+
+    // To 24 bits, the only depth that is taken. 0 done; 1 for other depths, run-length pictures, no header.
+    ULONG RecolorFilter(int bitCount, CQVDIB* dst);
+    // Cuts out a rectangle, right and bottom included, rows from the top; the result has 24 bits. 0 done,
+    // 0x80070057 for a rectangle that is not inside, 0x81000003 without header. A `dst` that has the right
+    // size and depth keeps its memory.
+    LONG TrimmingFilter(RECT rect, CQVDIB* dst);
+    // Turns clockwise by 0, 90, 180, 270 or -90 degrees; the result has 24 bits unless the angle is refused.
+    // `flag` is not used. 0 done, 0x80070057 for other angles, 0x80004005 without header or pixels.
+    LONG RotationFilter(int angle, ULONG flag, CQVDIB* dst);
+    // Shows a picture of this Exif orientation upright: 3, 6 and 8 are turned, 1 gives 1 and does nothing,
+    // others 0x80070057.
+    LONG RotationFilter2(int orientation, CQVDIB* dst);
+    // 24-bit pictures only, others stay as they are; always 0. Gray is the floor of the channels' mean;
+    // `level` is percent toward white, rounded toward zero, and of levels outside 0 to 100 the low 8 bits
+    // stay.
+    ULONG GrayFilter();
+    ULONG DensityFilter(int level);
+    // A still without the comb of two fields. Low four bits of `mode`: 0 nothing; 1 keeps the odd stored
+    // lines, 2 the even ones, each standing in for its neighbour. Modes 1, 2, 17 and 18 then fill every other
+    // line of 24-bit pictures with the mean of its neighbours. With `dst` both images end up filtered. 0
+    // done, 1 otherwise.
+    ULONG StillFilter(ULONG mode, CQVDIB* dst);
+
     // BMP streams at the file's position: 1 done, 0 failed. A failed Read leaves the image empty; pixels that
     // are missing at the end of the file are black.
     int Read(CFile* file);
@@ -119,10 +182,26 @@ private:
     [[nodiscard]] bool allocatePixels(); // for the header's rows, not filled
     bool adopt(void* packedDib, std::uint64_t size);
     bool readFrom(CFile& file);
+    // A new image of this size with pixels that are not filled; false, and empty, when it cannot be made.
+    [[nodiscard]] bool makePixels(CSize size, int bitCount);
+    // Becomes the size and depth of `from` and owns its pixels, which must be its own.
+    void takeOver(CQVDIB& from);
+    // Table and compression of a picture of the same depth.
+    void copyFormat(const CQVDIB& source);
+    ULONG ResizeFilterSR(CSize size, CQVDIB* dst, DIB_TYPE srcType, DIB_TYPE dstType, RESIZE_OPTION option,
+                         RESIZE_METHOD method);
+    ULONG ResizeFilterSR2(CQVDIB* dst, DIB_TYPE srcType, DIB_TYPE dstType, RESIZE_OPTION option,
+                          RESIZE_METHOD method);
+    ULONG ResizeFilter2Core(CQVDIB* dst, RECT part) const;
+    ULONG ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part, int flag);
+    LONG RotationFilterCore(int angle, ULONG flag, CQVDIB* dst);
+    template <class RowFilter>
+    void filterRows(RowFilter filter);
     // Bytes that may be touched at the pixels' address; whether all rows of the header lie in them.
     std::uint64_t pixelRoom() const;
     bool hasAllRows() const;
     qv::DibView view() const;
+    qv::PixelView pixelsFromTop() const; // of a picture with bits
 
     RGBQUAD* colorTable_ = nullptr;
     unsigned char* bits_ = nullptr;
