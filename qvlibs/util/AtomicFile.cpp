@@ -32,10 +32,10 @@ std::string temporaryName(const std::string& folder, int attempt) {
 
 AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
     struct stat old {};
-    const bool exists = ::stat(target_.c_str(), &old) == 0;
+    replaces_ = ::stat(target_.c_str(), &old) == 0;
     // Refused here rather than after the work was done.
-    if (exists && S_ISDIR(old.st_mode)) error_ = EISDIR;
-    if (exists && !error_ && ::access(target_.c_str(), W_OK) != 0) error_ = errno;
+    if (replaces_ && S_ISDIR(old.st_mode)) error_ = EISDIR;
+    if (replaces_ && !error_ && ::access(target_.c_str(), W_OK) != 0) error_ = errno;
     if (error_) return;
     const std::string folder = folderOf(target_);
     descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
@@ -47,7 +47,7 @@ AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
     if (descriptor_ < 0) {
         error_ = errno;
         temporary_.clear();
-    } else if (exists) {
+    } else if (replaces_) {
         ::fchmod(descriptor_, old.st_mode & 07777);
     }
 }
@@ -78,7 +78,7 @@ bool AtomicFile::write(const void* bytes, size_t count) {
 
 bool AtomicFile::commit() {
     if (descriptor_ < 0 || error_) return false;
-    if (::fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) return fail(errno);
+    if (replaces_ && ::fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS) return fail(errno);
     for (int attempt = 0; temporary_.empty(); ++attempt) {
         const std::string name = temporaryName(folderOf(target_), attempt);
         if (::linkat(AT_FDCWD, pathForLibraries().c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {

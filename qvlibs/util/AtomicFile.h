@@ -29,7 +29,8 @@ public:
 
     // After a failed write, commit() refuses.
     bool write(const void* bytes, size_t count);
-    // True when the file is on disk under its name. An unfinished target keeps its old content otherwise.
+    // True when the file has its name. An existing file keeps its old content otherwise, and is replaced only after
+    // the new bytes are on disk: even a power failure leaves one of the two. New files are not waited for.
     [[nodiscard]] bool commit();
 
 private:
@@ -39,6 +40,7 @@ private:
     std::string temporary_; // empty while the file has no name
     int descriptor_ = -1;
     int error_ = 0;
+    bool replaces_ = false;
 };
 
 } // namespace qv
