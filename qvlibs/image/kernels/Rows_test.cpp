@@ -1,5 +1,7 @@
 #include "qvlibs/image/kernels/Rows.h"
 
+#include "qvlibs/image/kernels/InstructionSets_test.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
