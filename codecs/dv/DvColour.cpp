@@ -1,0 +1,69 @@
+#include "codecs/dv/DvColour.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qv::dv {
+namespace {
+
+constexpr double kRed = 0.299;
+constexpr double kGreen = 0.587;
+constexpr double kBlue = 0.114;
+
+constexpr ColourMatrix matrixFor(double lumaGain, double colourGain, int black) {
+    return {.y = lumaGain,
+            .crToRed = colourGain * 2 * (1 - kRed),
+            .cbToGreen = -colourGain * 2 * (1 - kBlue) * kBlue / kGreen,
+            .crToGreen = -colourGain * 2 * (1 - kRed) * kRed / kGreen,
+            .cbToBlue = colourGain * 2 * (1 - kBlue),
+            .black = black};
+}
+constexpr ColourMatrix kFullRange = matrixFor(255.0 / 219, 255.0 / 224, 0);
+constexpr ColourMatrix kStudioRange = matrixFor(1, 219.0 / 224, 16);
+
+std::uint8_t level(double value) {
+    return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+}
+
+} // namespace
+
+const ColourMatrix& colourMatrix(RgbRange range) {
+    return range == RgbRange::Full ? kFullRange : kStudioRange;
+}
+
+void rowToRgbPlain(const SampleRow& row, PixelFormat format, RgbRange range, std::uint8_t* out) {
+    const ColourMatrix& m = colourMatrix(range);
+    for (int x = 0; x < row.width; ++x) {
+        const double y = (row.y[x] - 16) * m.y + m.black;
+        const double cb = row.cb[x] - 128;
+        const double cr = row.cr[x] - 128;
+        const std::uint8_t red = level(y + cr * m.crToRed);
+        const std::uint8_t green = level(y + cb * m.cbToGreen + cr * m.crToGreen);
+        const std::uint8_t blue = level(y + cb * m.cbToBlue);
+        if (format == PixelFormat::Bgr24) {
+            *out++ = blue;
+            *out++ = green;
+            *out++ = red;
+            continue;
+        }
+        const int word = format == PixelFormat::Rgb565 ? (red >> 3) << 11 | (green >> 2) << 5 | blue >> 3
+                                                       : (red >> 3) << 10 | (green >> 3) << 5 | blue >> 3;
+        *out++ = static_cast<std::uint8_t>(word);
+        *out++ = static_cast<std::uint8_t>(word >> 8);
+    }
+}
+
+void widenColourPlain(const std::uint8_t* samples, int count, int factor, std::uint8_t* out) {
+    const auto mean = [](int a, int b) { return static_cast<std::uint8_t>((a + b + 1) / 2); };
+    for (int i = 0; i < count; ++i) {
+        const std::uint8_t here = samples[i];
+        const std::uint8_t next = samples[std::min(i + 1, count - 1)];
+        const std::uint8_t middle = mean(here, next);
+        *out++ = here;
+        if (factor == 4) *out++ = mean(here, middle);
+        *out++ = middle;
+        if (factor == 4) *out++ = mean(middle, next);
+    }
+}
+
+} // namespace qv::dv

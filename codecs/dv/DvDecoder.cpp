@@ -1,0 +1,142 @@
+#include "codecs/dv/DvDecoder.h"
+
+#include <array>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+
+#include "codecs/dv/DvEntropy.h"
+#include "codecs/dv/DvPicture.h"
+#include "codecs/dv/DvTransform.h"
+
+namespace qv::dv {
+
+PictureSize pictureSize(bool pal, Reduction reduction) {
+    const int height = (pal ? 576 : 480) / static_cast<int>(reduction);
+    return {reduction == Reduction::Eighth ? 88 : kPictureWidth / static_cast<int>(reduction), height};
+}
+
+// Decodes all macroblocks of a frame into a picture of one size.
+struct Decoder::State {
+    std::array<Picture, 4> pictures; // full size, a half, a quarter, an eighth
+    SegmentLevels levels;
+    SegmentSamples samples;
+
+    DecodeStatus read(std::span<const std::uint8_t> dif, Reduction reduction, Picture*& picture);
+    void readSegments(const std::uint8_t* dif, int n, Picture& picture);
+    void readLow(const std::uint8_t* dif, Picture& picture);
+    void readDc(const std::uint8_t* dif, Picture& picture);
+};
+
+void Decoder::State::readSegments(const std::uint8_t* dif, int n, Picture& picture) {
+    const MacroblockPlace* place = picture.places();
+    for (int sequence = 0; sequence < picture.layout().sequences; ++sequence) {
+        for (int segment = 0; segment < kSegmentsPerSequence; ++segment) {
+            readSegment(dif, sequence, segment, levels);
+            transformSegment(levels, n, samples);
+            for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
+                if (levels.damaged[static_cast<std::size_t>(m)]) {
+                    picture.markDamaged(*place);
+                    continue;
+                }
+                picture.placeLuma(*place,
+                                  &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
+                for (int component = 4; component < 6; ++component) {
+                    const int number = blockNumber(m, component);
+                    const int at = number / 4 * SegmentSamples::kGroupBytes + number % 4 * n;
+                    picture.placeColour(*place, component == 4, &samples.bytes[static_cast<std::size_t>(at)],
+                                        4 * n);
+                }
+            }
+        }
+    }
+}
+
+template <class Values, class Read, class Place>
+static void eachMacroblock(const std::uint8_t* dif, Picture& picture, Read&& read, Place&& put) {
+    Values values;
+    const MacroblockPlace* place = picture.places();
+    for (int sequence = 0; sequence < picture.layout().sequences; ++sequence) {
+        for (int segment = 0; segment < kSegmentsPerSequence; ++segment) {
+            for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
+                if (read(dif + segmentBlockOffset(sequence, segment, m), values))
+                    put(*place, values);
+                else
+                    picture.markDamaged(*place);
+            }
+        }
+    }
+}
+
+void Decoder::State::readLow(const std::uint8_t* dif, Picture& picture) {
+    const auto put = [&](const MacroblockPlace& place, const std::array<LowValues, 6>& values) {
+        std::uint8_t block[4];
+        std::uint8_t luma[16]; // two rows of four blocks
+        for (std::size_t i = 0; i < 4; ++i) {
+            transformLow(values[i], block);
+            std::memcpy(luma + 2 * i, block, 2);
+            std::memcpy(luma + 8 + 2 * i, block + 2, 2);
+        }
+        picture.placeLuma(place, luma);
+        for (std::size_t i = 4; i < 6; ++i) {
+            transformLow(values[i], block);
+            picture.placeColour(place, i == 4, block, 2);
+        }
+    };
+    eachMacroblock<std::array<LowValues, 6>>(dif, picture, readLowValues, put);
+}
+
+void Decoder::State::readDc(const std::uint8_t* dif, Picture& picture) {
+    const auto put = [&](const MacroblockPlace& place, const std::array<std::int16_t, 6>& values) {
+        std::uint8_t grey[6];
+        for (std::size_t i = 0; i < 6; ++i) grey[i] = transformDc(values[i]);
+        picture.placeLuma(place, grey);
+        picture.placeColour(place, true, grey + 4, 1);
+        picture.placeColour(place, false, grey + 5, 1);
+    };
+    eachMacroblock<std::array<std::int16_t, 6>>(dif, picture, readDcValues, put);
+}
+
+DecodeStatus Decoder::State::read(std::span<const std::uint8_t> dif, Reduction reduction, Picture*& picture) {
+    const auto layout = identifyFrame(dif);
+    if (!layout) return DecodeStatus::NotDv;
+    const int n = 8 / static_cast<int>(reduction);
+    picture = &pictures[static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(reduction)))];
+    picture->prepare(*layout, n);
+    if (n >= 4)
+        readSegments(dif.data(), n, *picture);
+    else if (n == 2)
+        readLow(dif.data(), *picture);
+    else
+        readDc(dif.data(), *picture);
+    return picture->finish() ? DecodeStatus::Concealed : DecodeStatus::Done;
+}
+
+Decoder::Decoder() : state_(std::make_unique<State>()) {}
+Decoder::~Decoder() = default;
+Decoder::Decoder(Decoder&&) noexcept = default;
+Decoder& Decoder::operator=(Decoder&&) noexcept = default;
+
+void Decoder::forget() {
+    for (Picture& picture : state_->pictures) picture.forget();
+}
+
+DecodeStatus Decoder::decodePlanes(std::span<const std::uint8_t> dif, Reduction reduction, Planes& planes) {
+    Picture* picture = nullptr;
+    const DecodeStatus status = state_->read(dif, reduction, picture);
+    if (picture) planes = picture->planes();
+    return status;
+}
+
+DecodeStatus Decoder::decode(std::span<const std::uint8_t> dif, Reduction reduction,
+                             const PictureTarget& target) {
+    const int width = pictureSize(false, reduction).width;
+    const int pixelBytes = target.format == PixelFormat::Bgr24 ? 3 : 2;
+    if (!target.bits || std::abs(target.pitch) < width * pixelBytes) return DecodeStatus::BadArgument;
+    Picture* picture = nullptr;
+    const DecodeStatus status = state_->read(dif, reduction, picture);
+    if (picture) picture->toRgb(target, reduction == Reduction::Eighth ? 1 : 0, width);
+    return status;
+}
+
+} // namespace qv::dv
