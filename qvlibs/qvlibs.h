@@ -20,6 +20,8 @@
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/library/Version.h"
+#include "qvlibs/media/QVMovie.h"
+#include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/PluginInfo.h"
 #include "qvlibs/plugins/PropertyRegistry.h"
 #include "qvlibs/plugins/VideoCodecSetup.h"

@@ -174,6 +174,10 @@ public:
     int Save(const char* path);
     void Serialize(CArchive& archive) override;
 
+    // Becomes a movie's frame at the given size, fitted by its shape: 1 done; 0 when the movie cannot be
+    // opened, the frame cannot be read (nor the next one), or the size is refused.
+    int ReadDIB(const char* moviePath, LONG frame, CSize size);
+
 private:
     enum HeaderOwner : int { kHeaderBorrowed = 0, kHeaderOwned = 1, kHeaderGlobal = 2 };
 
