@@ -3,6 +3,7 @@
 #pragma once
 
 #include "qvlibs/framework/Archive.h"
+#include "qvlibs/framework/DibPixels.h"
 #include "qvlibs/framework/File.h"
 #include "qvlibs/framework/Geometry.h"
 #include "qvlibs/framework/Lists.h"
@@ -11,6 +12,7 @@
 #include "qvlibs/framework/Object.h"
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Strings.h"
+#include "qvlibs/framework/Surface.h"
 #include "qvlibs/framework/Time.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/framework/Types.h"

@@ -34,6 +34,6 @@ constexpr DWORD maskOf(const RGBQUAD& entry) {
 // The colour at column x of picture row y (0 is the top), 0x00BBGGRR. Black without header or table, for
 // run-length bitmaps and unknown depths, and where the position lies outside the bits; a column behind the
 // row's end reads what lies there.
-[[nodiscard]] COLORREF dibPixel(const DibView& dib, int x, int y);
+[[nodiscard]] QVLIBS_API COLORREF dibPixel(const DibView& dib, int x, int y);
 
 } // namespace qv

@@ -72,6 +72,7 @@ bool CQVDIB::readFrom(CFile& file) {
     const unsigned got = file.Read(bits_, imageSize_);
     std::memset(bits_ + got, 0, static_cast<size_t>(knownRoom_) - got);
     ComputePaletteSize(header_->biBitCount);
+    MakePalette();
     return true;
 }
 
@@ -142,6 +143,7 @@ int CQVDIB::AttachMapFile(const char* path, int share) {
     Empty();
     if (!adopt(bytes.data() + qv::kBmpFileHeaderSize, bytes.size() - qv::kBmpFileHeaderSize)) return 0;
     mapping_ = std::move(mapping);
+    MakePalette();
     return 1;
 }
 
@@ -176,6 +178,7 @@ int CQVDIB::CopyToMapFile(const char* path) {
     ComputePaletteSize(header_->biBitCount);
     ComputeMetrics();
     mapping_ = std::move(mapping);
+    MakePalette();
     return 1;
 }
 

@@ -59,6 +59,7 @@ bool CQVDIB::adopt(void* packedDib, std::uint64_t size) {
     ComputeMetrics();
     bits_ = static_cast<BYTE*>(packedDib) + before;
     knownRoom_ = size != 0 ? size - before : 0;
+    MakePalette();
     return true;
 }
 

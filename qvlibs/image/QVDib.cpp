@@ -2,6 +2,7 @@
 
 #include "qvlibs/framework/DibPixels.h"
 #include "qvlibs/framework/Status.h"
+#include "qvlibs/framework/Surface.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/DibLayout.h"
 #include "qvlibs/image/PixelLimit.h"
@@ -113,6 +114,10 @@ void CQVDIB::Empty() {
         GlobalFree(globalHandle_);
     }
     if (bitsOwned_ == 1) delete[] bits_;
+    DeleteObject(palette_);
+    DeleteObject(section_);
+    palette_ = nullptr;
+    section_ = nullptr;
     bits_ = nullptr;
     header_ = nullptr;
     globalHandle_ = nullptr;

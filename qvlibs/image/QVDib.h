@@ -22,6 +22,8 @@
 #include <memory>
 
 class CArchive;
+class CDC;
+class CWnd;
 
 namespace qv {
 struct DibView;
@@ -100,6 +102,39 @@ public:
     void ComputePaletteSize(int bitCount);
     // Size of the pixels and place of the table from the header.
     void ComputeMetrics();
+
+    // A logical palette of the table's colours, kept until the image is emptied. 1 done; 0 without table, and
+    // for pictures with masks.
+    int MakePalette();
+    // The palette of a palette-based surface, for images without a table. 1 done, 0 otherwise.
+    int SetSystemPalette(CDC* dc);
+    // Selects the palette into the surface and realizes it: how many colours changed, 0 without palette.
+    unsigned UsePalette(CDC* dc, int background);
+
+    // Pixels that this image and a bitmap share. For an image without pixels, else null; the bitmap stays
+    // this image's until it is emptied.
+    HBITMAP CreateSection(HDC dc);
+    HBITMAP CreateSection(CDC* dc);
+    HBITMAP CreateSection(CWnd* window);
+    // A bitmap of the surface's kind; the caller's, to delete. Null without pixels.
+    HBITMAP CreateBitmap(CDC* dc);
+    // Makes a 4- or 8-bit image run-length compressed, or plain again. 1 done; 0 for other depths and images
+    // with a section, which stay as they are.
+    int Compress(CDC* dc, int compress);
+
+    // Onto a surface, stretched or in the image's own size. 1 done; 0 without header, or (unstretched)
+    // without pixels.
+    int Draw(CDC* dc, CPoint pos, CSize size);
+    int Draw(CDC* dc, int x, int y, int cx, int cy);
+    int Draw(CDC* dc, CPoint pos);
+    int Draw(CDC* dc, int x, int y);
+    // A bitmap, which stays the caller's, at the rectangle's corner, or centred: then as if the rectangle
+    // began at (0, 0). 1 done, 0 for null.
+    static int Draw(CDC* dc, CRect rect, HBITMAP bmp, ULONG rop, int centre);
+    // Two bitmaps, centred, each OR-ed into what is there. 0 as soon as one fails.
+    static int DrawBitmap(CDC* dc, CRect rect, HBITMAP first, HBITMAP second);
+    // A picture file in the same way. 0 when it cannot be loaded.
+    static int DrawFile(CDC* dc, CRect rect, const char* path);
 
     // Resizes to `size` with the shape and fit that types and option ask for (0 stretch, -1 fill, all others
     // fit); the depth stays. Without `dst` the image itself becomes the result. `method` is not looked at:
@@ -201,6 +236,7 @@ private:
     LONG RotationFilterCore(int angle, ULONG flag, CQVDIB* dst);
     template <class RowFilter>
     void filterRows(RowFilter filter);
+    bool compressThrough(CDC& dc, bool compress);
     // Bytes that may be touched at the pixels' address; whether all rows of the header lie in them.
     std::uint64_t pixelRoom() const;
     bool hasAllRows() const;
@@ -208,6 +244,7 @@ private:
     qv::PixelView pixelsFromTop() const; // of a picture with bits
 
     RGBQUAD* colorTable_ = nullptr;
+    HBITMAP section_ = nullptr;
     unsigned char* bits_ = nullptr;
     BITMAPINFOHEADER* header_ = nullptr;
     HGLOBAL globalHandle_ = nullptr;
@@ -217,6 +254,7 @@ private:
     int colorCount_ = 0;
     std::uint64_t knownRoom_ = 0; // bytes at bits_, where this object knows them; 0 = the header tells
     std::unique_ptr<qv::FileMapping> mapping_;
+    HPALETTE palette_ = nullptr;
     int optionFlag_ = 0;
     int iconResult_ = 0;
 };
