@@ -135,7 +135,7 @@ DecodeStatus Decoder::decode(std::span<const std::uint8_t> dif, Reduction reduct
     if (!target.bits || std::abs(target.pitch) < width * pixelBytes) return DecodeStatus::BadArgument;
     Picture* picture = nullptr;
     const DecodeStatus status = state_->read(dif, reduction, picture);
-    if (picture) picture->toRgb(target, reduction == Reduction::Eighth ? 1 : 0, width);
+    if (picture) planesToRgb(picture->planes(), target, reduction == Reduction::Eighth ? 1 : 0, width);
     return status;
 }
 

@@ -135,25 +135,21 @@ void Picture::fillFromNeighbours(Plane& plane, int x, int y, int width, int heig
     }
 }
 
-// 4:2:0 has one row of colour for two rows of luma of the same field; below full size the fields are mixed.
-int Picture::colourRow(int row) const {
-    if (layout_.sampling == Sampling::Yuv411) return row;
-    return blockSize_ == 8 ? row / 4 * 2 + row % 2 : row / 2;
-}
-
-void Picture::toRgb(const PictureTarget& target, int firstColumn, int width) const {
+void planesToRgb(const Planes& planes, const PictureTarget& target, int firstColumn, int width) {
     alignas(64) std::uint8_t cb[kWideRow];
     alignas(64) std::uint8_t cr[kWideRow];
-    const int factor = layout_.sampling == Sampling::Yuv420 ? 2 : 4;
+    const bool is420 = planes.colourHeight < planes.height;
+    // 4:2:0 has one row of colour for two rows of luma of the same field; below full size the fields are mixed.
+    const bool hasFields = is420 && planes.width == kPictureWidth;
     const std::ptrdiff_t step = target.pitch;
     auto* row = static_cast<std::uint8_t*>(target.bits);
-    if (step < 0) row -= step * (y_.height - 1);
-    for (int y = 0; y < y_.height; ++y, row += step) {
-        const int colour = colourRow(y);
-        widenColour(cb_.at(0, colour), cb_.width, factor, cb);
-        widenColour(cr_.at(0, colour), cr_.width, factor, cr);
-        rowToRgb({y_.at(firstColumn, y), cb + firstColumn, cr + firstColumn, width}, target.format,
-                 target.range, row);
+    if (step < 0) row -= step * (planes.height - 1);
+    for (int y = 0; y < planes.height; ++y, row += step) {
+        const int colour = hasFields ? y / 4 * 2 + y % 2 : is420 ? y / 2 : y;
+        widenColour(planes.cb + colour * planes.colourPitch, planes.colourWidth, is420 ? 2 : 4, cb);
+        widenColour(planes.cr + colour * planes.colourPitch, planes.colourWidth, is420 ? 2 : 4, cr);
+        rowToRgb({planes.y + y * planes.yPitch + firstColumn, cb + firstColumn, cr + firstColumn, width},
+                 target.format, target.range, row);
     }
 }
 

@@ -31,9 +31,6 @@ public:
     // Answers whether there were any.
     bool finish();
 
-    // Columns from `firstColumn` on.
-    void toRgb(const PictureTarget& target, int firstColumn, int width) const;
-
 private:
     struct Plane {
         std::vector<std::uint8_t> bytes;
@@ -49,7 +46,6 @@ private:
     [[nodiscard]] bool isSquare(const MacroblockPlace& place) const {
         return layout_.sampling == Sampling::Yuv420 || place.x >= kSquareColumnX;
     }
-    [[nodiscard]] int colourRow(int row) const;
     static void fillGrey(Plane& plane, int x, int y, int width, int height);
     static void fillFromNeighbours(Plane& plane, int x, int y, int width, int height);
 
@@ -60,5 +56,8 @@ private:
     std::vector<MacroblockPlace> places_;
     std::vector<MacroblockPlace> damaged_;
 };
+
+// `width` columns from `firstColumn` on as RGB. Behind each row kRowPadding bytes are read.
+void planesToRgb(const Planes& planes, const PictureTarget& target, int firstColumn, int width);
 
 } // namespace qv::dv

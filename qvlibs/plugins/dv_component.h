@@ -36,7 +36,9 @@ extern "C" {
 
 /* First words of a parameter block of 52 bytes; the rest is zero. */
 typedef struct QVDVBLOCK {
-    int32_t pitch; /* bytes from row to row; negative: the bits are bottom-up */
+    /* Bytes from row to row; negative: the bits are bottom-up. Callers count three bytes a pixel for every
+     * format; rows of 16-bit pixels lie two thirds of this apart. */
+    int32_t pitch;
     uint32_t reserved[12];
 } QVDVBLOCK;
 
