@@ -1,0 +1,119 @@
+#include "codecs/sound/SoundStream.h"
+
+#include "qvlibs/plugins/plugin_api.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace qv::codec {
+
+namespace {
+
+constexpr std::int64_t kLengthRate = 48000;    // of lengths that are said apart from a file
+constexpr std::int64_t kMinimum = kLengthRate; // one second: below it a piece is a noise
+
+// Where a well-formed UTF-8 character of `text` at `at` ends, or `at` when there is none.
+size_t characterEnd(std::string_view text, size_t at) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    const size_t size = lead < 0x80                   ? 1
+                        : lead >= 0xC2 && lead < 0xE0 ? 2
+                        : lead >= 0xE0 && lead < 0xF0 ? 3
+                        : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                      : 0;
+    if (size == 0 || at + size > text.size()) return at;
+    for (size_t i = 1; i < size; ++i) {
+        if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return at;
+    }
+    return at + size;
+}
+
+// Tags of old files are not UTF-8 but Latin-1: then every byte is a character. Control characters become
+// blanks.
+std::string readable(std::string_view tag) {
+    bool isUtf8 = true;
+    for (size_t at = 0; isUtf8 && at < tag.size();) {
+        const size_t end = characterEnd(tag, at);
+        isUtf8 = end > at;
+        at = end;
+    }
+    std::string text;
+    for (const char c : tag) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            text += ' ';
+        } else if (byte < 0x80 || isUtf8) {
+            text += c;
+        } else {
+            text += static_cast<char>(0xC0 | byte >> 6);
+            text += static_cast<char>(0x80 | (byte & 0x3F));
+        }
+    }
+    const auto first = text.find_first_not_of(' ');
+    return first == std::string::npos ? std::string()
+                                      : text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::string nameOf(const std::string& path) {
+    std::string name = path.substr(path.rfind('/') + 1);
+    const auto dot = name.rfind('.');
+    return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+void copyName(const std::string& name, char* out) {
+    size_t size = std::min<size_t>(name.size(), QV_DISPLAY_NAME_SIZE - 1);
+    while (size < name.size() && size > 0 && (static_cast<unsigned char>(name[size]) & 0xC0) == 0x80) --size;
+    std::copy_n(name.data(), size, out);
+    out[size] = '\0';
+}
+
+} // namespace
+
+SoundStream::SoundStream(std::unique_ptr<SoundSource> source, std::string path)
+    : source_(std::move(source)), path_(std::move(path)), length_(source_->facts.samples) {}
+
+std::int64_t SoundStream::scaled(std::uint32_t perSecond) const {
+    return static_cast<std::int64_t>(static_cast<__int128>(length_) * perSecond / facts().rate);
+}
+
+bool SoundStream::setLength(std::int64_t samples) {
+    if (samples < 0) return false;
+    length_ = samples == 0 ? facts().samples
+                           : static_cast<std::int64_t>(std::min<__int128>(
+                                 static_cast<__int128>(samples) * facts().rate / kLengthRate, INT64_MAX));
+    return true;
+}
+
+std::size_t SoundStream::read(std::int64_t first, std::size_t count, std::int16_t* out) {
+    const std::int64_t own = facts().samples;
+    if (own <= 0 || first >= length_) return 0;
+    count = static_cast<size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(count), length_ - first));
+    std::size_t done = 0;
+    while (done < count) {
+        const std::int64_t at = (first + static_cast<std::int64_t>(done)) % own;
+        const auto wanted =
+            static_cast<size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(count - done), own - at));
+        const std::size_t got = source_->read(at, wanted, out + done * facts().channels);
+        done += got;
+        if (got < wanted) break; // the file ends before it said
+    }
+    return done;
+}
+
+std::uint32_t SoundStream::tell(std::uint32_t code, void* data) const {
+    if (code >= 1 && code <= 3) return QV_PLUGIN_OK; // there are no critical frames to tell
+    if (!data) return QV_PLUGIN_FAILED;
+    if (code == 0) {
+        const std::string title = readable(facts().title);
+        copyName(title.empty() ? nameOf(path_) : title, static_cast<char*>(data));
+    } else if (code == 4) {
+        *static_cast<std::uint32_t*>(data) = static_cast<std::uint32_t>(facts().kind);
+    } else if (code == 5) {
+        const auto own = static_cast<__int128>(facts().samples) * kLengthRate / facts().rate;
+        *static_cast<std::uint32_t*>(data) = static_cast<std::uint32_t>(std::min<__int128>(own, kMinimum));
+    } else {
+        return QV_PLUGIN_FAILED;
+    }
+    return QV_PLUGIN_OK;
+}
+
+} // namespace qv::codec
