@@ -19,6 +19,7 @@
 #include "qvlibs/image/Canvas.h"
 #include "qvlibs/image/DibTools.h"
 #include "qvlibs/image/DibTypes.h"
+#include "qvlibs/image/FitRectangle.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/library/Version.h"

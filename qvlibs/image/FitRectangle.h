@@ -9,7 +9,7 @@
 namespace qv {
 
 // 0 and 5 become 1 for a size that is a video frame's and 4 for others; other types stay.
-[[nodiscard]] DIB_TYPE resolveType(DIB_TYPE type, SIZE size);
+[[nodiscard]] QVLIBS_API DIB_TYPE resolveType(DIB_TYPE type, SIZE size);
 
 // The shape of a picture: how wide a pixel is against its height, and which part of the height is in use. All
 // of the width is.
@@ -18,7 +18,7 @@ struct PictureShape {
     double usedHeight = 1;
 };
 // Nothing for a size that the type does not fit: empty, or with more than the whole height in use.
-[[nodiscard]] std::optional<PictureShape> shapeOf(DIB_TYPE type, SIZE size);
+[[nodiscard]] QVLIBS_API std::optional<PictureShape> shapeOf(DIB_TYPE type, SIZE size);
 
 struct FitRectangles {
     RECT source;
@@ -26,7 +26,9 @@ struct FitRectangles {
 };
 // The parts that are mapped onto each other, each centred in its buffer. Types must be resolved. Nothing for
 // sizes that do not fit their types and for options that do not exist.
-[[nodiscard]] std::optional<FitRectangles> fitRectangles(SIZE source, DIB_TYPE sourceType, SIZE destination,
-                                                         DIB_TYPE destinationType, RESIZE_OPTION option);
+[[nodiscard]] QVLIBS_API std::optional<FitRectangles> fitRectangles(SIZE source, DIB_TYPE sourceType,
+                                                                    SIZE destination,
+                                                                    DIB_TYPE destinationType,
+                                                                    RESIZE_OPTION option);
 
 } // namespace qv

@@ -77,6 +77,7 @@ private:
 bool interrupted();
 
 // The commands, one file each; the table is in Main.cpp.
+std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupTc(CLI::App& app, const Common& common);
 
 } // namespace qv::cli

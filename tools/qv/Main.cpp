@@ -14,6 +14,11 @@ namespace {
 using qv::cli::Command;
 
 constexpr Command kCommands[] = {
+    {"thumb", "one frame of a movie as a picture",
+     "  qv thumb tape.avi -o first.bmp                     the first frame, in square pixels\n"
+     "  qv thumb tape.avi -o t.bmp --frame 100 --size 180x120   frame 100 as a 4:3 picture of 180 x 120\n"
+     "  qv thumb show.mpg -o wide.png --at 00:01:00:00 --size 320x180 --fit fill   one minute in, cropped",
+     qv::cli::setupThumb},
     {"tc", "timecodes to frames and back, sums, differences",
      "  qv tc frames 00:01:00:02 --mode df     1800: two labels are skipped at the minute\n"
      "  qv tc label 17982 --mode df            00:10:00:00\n"

@@ -1,0 +1,80 @@
+// dv.vcp: DV movies, raw and in AVI. Links nothing but the library; no codec library is ever mapped.
+//
+// Investigate answers the code "dvsd" and these attributes:
+//     1  625 lines (PAL)            2  picture and sound in one stream (AVI type 1)
+//     4  raw DIF frames, no AVI     8  the movie has sound
+#include "codecs/dv/DvStream.h"
+#include "qvlibs/framework/Strings.h"
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+enum Attribute : int { kPal = 1, kType1 = 2, kRaw = 4, kHasSound = 8 };
+
+constexpr const char* kExtensions[] = {"avi", "dv", "dif"};
+
+// A name under which a movie can be written.
+bool isFreeAviName(const char* path) {
+    const std::string_view name(path);
+    if (name.size() < 4 || !qv::equalNoCase(name.substr(name.size() - 4), ".avi")) return false;
+    return access(path, F_OK) != 0 && errno == ENOENT;
+}
+
+} // namespace
+
+namespace qv::codec {
+
+std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t /*mode*/) {
+    auto file = DvFile::open(path);
+    return file ? std::make_unique<DvStream>(std::move(file)) : nullptr;
+}
+
+} // namespace qv::codec
+
+extern "C" {
+
+QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
+    *error = QV_PLUGIN_OK;
+    return std::size(kExtensions);
+}
+
+QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
+    if (index >= std::size(kExtensions)) return QV_PLUGIN_FAILED;
+    std::strcpy(text, kExtensions[index]);
+    return QV_PLUGIN_OK;
+}
+
+QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
+    try {
+        if (qv::sniffDvFile(path) || isFreeAviName(path)) *supported = 1;
+        return QV_PLUGIN_OK;
+    } catch (const std::exception&) {
+        return QV_PLUGIN_FAILED;
+    }
+}
+
+QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_t* type) {
+    try {
+        auto file = qv::DvFile::open(path);
+        *type = 0;
+        if (!file) return QV_PLUGIN_FAILED;
+        int found = file->isPal() ? kPal : 0;
+        if (file->container() == qv::DvContainer::AviType1) found |= kType1;
+        if (file->container() == qv::DvContainer::Raw) found |= kRaw;
+        qv::DvStream stream(std::move(file));
+        WAVEFORMATEX sound{};
+        if (stream.audioFormat(sound)) found |= kHasSound;
+        *attributes = found;
+        *type = makeFourCC('d', 'v', 's', 'd');
+        return QV_PLUGIN_OK;
+    } catch (const std::exception&) {
+        return QV_PLUGIN_FAILED;
+    }
+}
+
+} // extern "C"

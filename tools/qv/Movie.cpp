@@ -1,0 +1,171 @@
+#include "tools/qv/Movie.h"
+
+#include "qvlibs/framework/Messages.h"
+#include "qvlibs/image/FitRectangle.h"
+#include "qvlibs/media/Qvavitools.h"
+#include "qvlibs/plugins/PluginInfo.h"
+#include "qvlibs/timecode/QVTimecode.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <sys/stat.h>
+#include <vector>
+
+namespace qv::cli {
+namespace {
+
+// The second field is the upper one of each pair of lines: taken alone, it stands where the picture stood.
+constexpr ULONG kUpperField = 0x20000000;
+constexpr LONG kLargestSide = 16384;
+
+// A file whose headers are cut away is taken by no module, but it was a movie.
+bool startsLikeAvi(const std::string& path) {
+    CFile file;
+    char head[12] = {};
+    if (!file.Open(path.c_str(), CFile::modeRead | CFile::shareDenyNone)) return false;
+    try {
+        file.Read(head, sizeof head);
+    } catch (const CFileException&) {
+        return false;
+    }
+    return std::memcmp(head, "RIFF", 4) == 0 && std::memcmp(head + 8, "AVI ", 4) == 0;
+}
+
+// Why a movie did not open: from the file system, from the plug-ins, or from inside the file.
+int whyNot(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        const int reason = errno;
+        return error(reason == ENOENT || reason == ENOTDIR ? NotFound : Failed,
+                     path + ": " + std::strerror(reason));
+    }
+    if (S_ISDIR(status.st_mode)) return error(NotSupported, path + ": is a folder");
+    if (status.st_size == 0 && S_ISREG(status.st_mode)) return error(Damaged, path + ": is empty");
+    const std::unique_ptr<CPluginInfo> plugin(LoadVideoCodecPlugIn(path.c_str()));
+    if (plugin || startsLikeAvi(path))
+        return error(Damaged, path + ": the movie is damaged or has no frames");
+    CPluginEnumerator all;
+    const std::unique_ptr<CPluginInfo> any(all.Next("*.vcp"));
+    return error(NotSupported, path + (any ? ": is no movie that a codec module reads"
+                                           : ": there are no codec modules for movies"));
+}
+
+size_t lineBytes(LONG width) { return static_cast<size_t>(CQVDIB::GetLineBytes(width, 24)); }
+
+LONG rounded(double value) { return std::max(1, static_cast<LONG>(std::lround(value))); }
+
+} // namespace
+
+Movie::Movie(std::string path, void* handle) : path_(std::move(path)), handle_(handle) {}
+
+Movie::~Movie() { QVTLAVIFileClose(handle_); }
+
+std::unique_ptr<Movie> Movie::open(const std::string& path, int& code) {
+    void* const handle = QVTLAVIFileOpen(path.c_str(), 0);
+    if (!handle) {
+        code = whyNot(path);
+        return nullptr;
+    }
+    std::unique_ptr<Movie> movie(new Movie(path, handle));
+    BITMAPINFOHEADER format{};
+    if (QVTLAVIGetVideoFormat(handle, &format) == QV_OK) movie->size_ = {format.biWidth, format.biHeight};
+    movie->frames_ = QVTLAVIGetTotalFrames(handle);
+    const bool hasRate = QVTLAVIGetVideoRatio(handle, &movie->rate_, &movie->scale_) == QV_OK;
+    if (!hasRate || movie->scale_ == 0) movie->rate_ = 0, movie->scale_ = 1;
+    const SIZE size = movie->size_;
+    if (size.cx > 0 && size.cy > 0 && std::max(size.cx, size.cy) <= kLargestSide && movie->frames_ > 0)
+        return movie;
+    code = error(Damaged, path + ": the movie has no picture");
+    return nullptr;
+}
+
+int Movie::timecodeMode() const {
+    const auto is = [&](std::uint64_t rate, std::uint64_t scale) { return rate_ * scale == rate * scale_; };
+    if (is(25, 1)) return TCMODE_PAL;
+    if (is(30, 1)) return TCMODE_NDF;
+    const double fps = static_cast<double>(rate_) / scale_;
+    return std::fabs(fps - 30000 / 1001.0) < 0.002 ? TCMODE_DF : 0;
+}
+
+LONG Movie::frameAt(const std::string& label) const {
+    unsigned hour = 0, minute = 0, second = 0, frame = 0;
+    int used = 0;
+    char between = 0;
+    const int found =
+        std::sscanf(label.c_str(), "%2u:%2u:%2u%c%2u%n", &hour, &minute, &second, &between, &frame, &used);
+    const bool isLabel =
+        found == 5 && static_cast<size_t>(used) == label.size() && std::strchr(":;.", between);
+    if (!isLabel || minute > 59 || second > 59 || rate_ == 0) return -1;
+    const int mode = timecodeMode();
+    const double fps = static_cast<double>(rate_) / scale_;
+    if (frame >= std::ceil(fps)) return -1;
+    if (mode == TCMODE_DF) {
+        CQVTimecode position(LONG{0}, mode);
+        if (position.SetTime(static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second),
+                             static_cast<int>(frame)) != 0)
+            return -1;
+        return position.TotalFrame(mode);
+    }
+    return static_cast<LONG>(std::lround((hour * 3600.0 + minute * 60 + second) * fps) + frame);
+}
+
+DIB_TYPE Movie::typeOf(LONG frame) const {
+    DIB_TYPE type = DIB_TYPE_AUTO;
+    if (QVTLAVIGetDIBType(handle_, type, frame) != QV_OK) type = DIB_TYPE_AUTO;
+    return resolveType(type, size_);
+}
+
+SIZE Movie::naturalSize(LONG frame) const {
+    const auto shape = shapeOf(typeOf(frame), size_);
+    if (!shape) return size_;
+    return {rounded(size_.cx * shape->pixelAspect), rounded(size_.cy * shape->usedHeight)};
+}
+
+// The whole frame is asked for at the size at which its shown part fills its place, so that the codec module
+// can decode at a reduced size and the picture is resampled once.
+bool Movie::picture(LONG frame, const Layout& layout, CQVDIB& out) const {
+    const auto fit =
+        fitRectangles(size_, typeOf(frame), layout.size, resolveType(layout.type, layout.size), layout.fit);
+    if (!fit) return false;
+    const CRect from(fit->source);
+    const CRect to(fit->destination);
+    const double scaleX = static_cast<double>(to.Width()) / from.Width();
+    const double scaleY = static_cast<double>(to.Height()) / from.Height();
+    const LONG width = std::max(rounded(size_.cx * scaleX), to.Width());
+    const LONG height = std::max(rounded(size_.cy * scaleY), to.Height());
+    if (std::max(width, height) > kLargestSide) return false;
+
+    std::vector<unsigned char> whole(lineBytes(width) * static_cast<size_t>(height));
+    if (QVTLAVIGetNonCompressedStreamEx2(handle_, frame, whole.data(), width, height, DIB_TYPE_AUTO, 0,
+                                         MOVIE_DECODE_DEFAULT, layout.method, kUpperField, nullptr,
+                                         nullptr) != QV_OK)
+        return false;
+
+    const size_t line = lineBytes(layout.size.cx);
+    auto pixels = std::make_unique<unsigned char[]>(line * static_cast<size_t>(layout.size.cy));
+    const LONG left = std::min(rounded(from.left * scaleX + 1) - 1, width - to.Width());
+    const LONG top = std::min(rounded(from.top * scaleY + 1) - 1, height - to.Height());
+    for (LONG row = 0; row < to.Height(); ++row) {
+        std::memcpy(
+            pixels.get() + line * static_cast<size_t>(to.top + row) + 3 * static_cast<size_t>(to.left),
+            whole.data() + lineBytes(width) * static_cast<size_t>(top + row) + 3 * static_cast<size_t>(left),
+            3 * static_cast<size_t>(to.Width()));
+    }
+    return out.Init(CSize(layout.size), 24, pixels.release()) == QV_OK;
+}
+
+int savePicture(CQVDIB& picture, const std::string& path) {
+    static std::string reason;
+    reason.clear();
+    const auto before = setMessageHandler([](const char* text, const char*, MessageKind) { reason = text; });
+    const bool isBmp = path.size() > 4 && equalNoCase(std::string_view(path).substr(path.size() - 4), ".bmp");
+    const bool saved = isBmp && picture.Save(path.c_str()) == 1;
+    setMessageHandler(before);
+    if (saved) return Done;
+    if (!isBmp) return error(NotSupported, path + ": pictures are written as .bmp");
+    return error(Failed, reason.empty() ? path + ": cannot be written" : reason);
+}
+
+} // namespace qv::cli
