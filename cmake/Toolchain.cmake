@@ -25,6 +25,9 @@ add_compile_definitions(_FILE_OFFSET_BITS=64)
 
 if(QVLIBS_SANITIZE)
   add_compile_options(-fsanitize=${QVLIBS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # The checks hide the ranges of values from the warnings about too small buffers.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-format-truncation> $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${QVLIBS_SANITIZE})
 else()
   add_link_options(-Wl,--no-undefined)
