@@ -1,5 +1,6 @@
 #include "codecs/sound/SoundStream.h"
 
+#include "codecs/common/Text.h"
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <algorithm>
@@ -12,41 +13,11 @@ namespace {
 constexpr std::int64_t kLengthRate = 48000;    // of lengths that are said apart from a file
 constexpr std::int64_t kMinimum = kLengthRate; // one second: below it a piece is a noise
 
-// Where a well-formed UTF-8 character of `text` at `at` ends, or `at` when there is none.
-size_t characterEnd(std::string_view text, size_t at) {
-    const auto lead = static_cast<unsigned char>(text[at]);
-    const size_t size = lead < 0x80                   ? 1
-                        : lead >= 0xC2 && lead < 0xE0 ? 2
-                        : lead >= 0xE0 && lead < 0xF0 ? 3
-                        : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                      : 0;
-    if (size == 0 || at + size > text.size()) return at;
-    for (size_t i = 1; i < size; ++i) {
-        if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return at;
-    }
-    return at + size;
-}
-
-// Tags of old files are not UTF-8 but Latin-1: then every byte is a character. Control characters become
-// blanks.
+// A tag as a name: control characters become blanks, and blanks at the ends are left out.
 std::string readable(std::string_view tag) {
-    bool isUtf8 = true;
-    for (size_t at = 0; isUtf8 && at < tag.size();) {
-        const size_t end = characterEnd(tag, at);
-        isUtf8 = end > at;
-        at = end;
-    }
-    std::string text;
-    for (const char c : tag) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
-            text += ' ';
-        } else if (byte < 0x80 || isUtf8) {
-            text += c;
-        } else {
-            text += static_cast<char>(0xC0 | byte >> 6);
-            text += static_cast<char>(0x80 | (byte & 0x3F));
-        }
+    std::string text = toUtf8(tag);
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
     }
     const auto first = text.find_first_not_of(' ');
     return first == std::string::npos ? std::string()
@@ -60,10 +31,9 @@ std::string nameOf(const std::string& path) {
 }
 
 void copyName(const std::string& name, char* out) {
-    size_t size = std::min<size_t>(name.size(), QV_DISPLAY_NAME_SIZE - 1);
-    while (size < name.size() && size > 0 && (static_cast<unsigned char>(name[size]) & 0xC0) == 0x80) --size;
-    std::copy_n(name.data(), size, out);
-    out[size] = '\0';
+    const auto text = cutUtf8(name, QV_DISPLAY_NAME_SIZE - 1);
+    std::copy_n(text.data(), text.size(), out);
+    out[text.size()] = '\0';
 }
 
 } // namespace

@@ -197,6 +197,7 @@ uint32_t GetFileData(QVSTREAM stream, uint32_t code, void* data, uint32_t reserv
 /* ---- Titles (.tcp) ---- */
 
 uint32_t GetDib(QVSTREAM stream, int32_t frame, void* bits); /* 24-bit rows at the size set */
+/* A negative height asks for 32-bit rows with alpha (B, G, R, A), where the module can. */
 uint32_t SetDibSize(QVSTREAM stream, int32_t width, int32_t height);
 
 /* ---- Pictures (.pcp) ---- */
