@@ -19,6 +19,13 @@ constexpr Command kCommands[] = {
      "  qv thumb tape.avi -o t.bmp --frame 100 --size 180x120   frame 100 as a 4:3 picture of 180 x 120\n"
      "  qv thumb show.mpg -o wide.png --at 00:01:00:00 --size 320x180 --fit fill   one minute in, cropped",
      qv::cli::setupThumb},
+    {"convert", "a picture into another: cut, turned, resized, cleaned up",
+     "  qv convert in.bmp out.bmp --size 720x480 --to-type 1   a still for a 4:3 tape, with bars where "
+     "needed\n"
+     "  qv convert in.bmp out.bmp --still 1 --rotate 90        one field of a captured frame, turned "
+     "clockwise\n"
+     "  qv convert in.bmp in.bmp --trim 0,60,719,419 --gray    the picture of a letterbox frame, in gray",
+     qv::cli::setupConvert},
     {"tc", "timecodes to frames and back, sums, differences",
      "  qv tc frames 00:01:00:02 --mode df     1800: two labels are skipped at the minute\n"
      "  qv tc label 17982 --mode df            00:10:00:00\n"
