@@ -156,24 +156,27 @@ private:
     std::unique_ptr<DeviceBitmap> unpacked_;
 };
 
-} // namespace
-
-std::vector<BYTE> bitmapRows(HBITMAP handle, const BITMAPINFOHEADER& header, std::span<const RGBQUAD> table) {
-    const DeviceBitmap* const from = bitmapOf(handle);
-    const auto to = from ? makeBitmap(header, table) : nullptr;
-    if (!to) return {};
+// The picture as the nearest colours of the bitmap's table; each colour is looked for once.
+void storeIndexed(DeviceBitmap& to, const Picture& picture) {
     std::unordered_map<COLORREF, unsigned> known;
-    const std::int64_t line = to->lineBytes();
-    for (int y = 0; y < std::min(header.biHeight, from->header.biHeight); ++y) {
-        BYTE* const row = to->bits.get() + (header.biHeight - 1 - y) * line;
-        for (int x = 0; x < std::min(header.biWidth, from->header.biWidth); ++x) {
-            const COLORREF color = dibPixel(from->view(), x, y);
+    const int bits = to.header.biBitCount, perByte = 8 / bits;
+    for (int y = 0; y < std::min(to.header.biHeight, picture.height()); ++y) {
+        BYTE* const row = to.bits.get() + (to.header.biHeight - 1 - y) * to.lineBytes();
+        for (int x = 0; x < std::min(to.header.biWidth, picture.width()); ++x) {
+            const COLORREF color = picture.at(x, y);
             const auto [found, isNew] = known.try_emplace(color, 0u);
-            if (isNew) found->second = nearest(table, color);
-            const int bits = header.biBitCount, perByte = 8 / bits;
+            if (isNew) found->second = nearest(to.table, color);
             putBits(row[x / perByte], (perByte - 1 - x % perByte) * bits, bits, found->second);
         }
     }
+}
+
+} // namespace
+
+std::vector<BYTE> bitmapRows(HBITMAP handle, const BITMAPINFOHEADER& header, std::span<const RGBQUAD> table) {
+    const auto to = handle ? makeBitmap(header, table) : nullptr;
+    if (!to) return {};
+    storeIndexed(*to, Picture(bitmapOf(handle)->view()));
     return {to->bits.get(), to->bits.get() + to->size};
 }
 
@@ -216,7 +219,8 @@ HBITMAP CreateDIBitmap(const CDC& dc, const qv::DibView& dib) {
         for (const auto& entry : entries) table.push_back({entry.peBlue, entry.peGreen, entry.peRed, 0});
     }
     auto bitmap = qv::makeBitmap(qv::headerFor(picture.width(), picture.height(), paletted ? 8 : 32), table);
-    for (int y = 0; bitmap && y < picture.height(); ++y) {
+    if (bitmap && paletted) qv::storeIndexed(*bitmap, picture);
+    for (int y = 0; bitmap && !paletted && y < picture.height(); ++y) {
         for (int x = 0; x < picture.width(); ++x) qv::storePixel(*bitmap, x, y, picture.at(x, y));
     }
     return qv::handleOf(std::move(bitmap));

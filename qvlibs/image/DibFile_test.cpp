@@ -106,6 +106,7 @@ TEST(DibFile, DamagedHeaders) {
         {"top-down", {{.height = -2}, 0}},
         {"width below zero", {{.width = -2}, 0}},
         {"nothing wide", {{.width = 0}, 1}},
+        {"nothing wide, endlessly high", {{.width = 0, .height = 0x7FFFFFFF}, 0}},
         {"larger than the limit", {{.width = 30000, .height = 30000}, 0}},
         {"overflowing", {{.width = 0x7FFFFFFF, .height = 0x7FFFFFFF, .bits = 0xFFFF}, 0}},
         {"no such depth", {{.bits = 7}, 1}},

@@ -20,8 +20,9 @@ std::optional<std::uint32_t> pixelBytes(std::int64_t width, std::int64_t height,
     if (bitCount < 0 || bitCount > 0xFFFF) return {};
     const std::uint64_t line =
         (static_cast<std::uint64_t>(width) * static_cast<unsigned>(bitCount) + 31) / 32 * 4;
-    const std::uint64_t most = pixelLimit();
-    if (line > most || line * static_cast<std::uint64_t>(height) > most) return {};
+    // Rows without pixels are walked like others: without a price they could be two thousand million.
+    const std::uint64_t most = pixelLimit(), price = line > 0 ? line : 4;
+    if (line > most || price * static_cast<std::uint64_t>(height) > most) return {};
     return static_cast<std::uint32_t>(line * static_cast<std::uint64_t>(height));
 }
 
