@@ -1,19 +1,12 @@
 // qv convert: a picture file into another one: cut, turned, resized, cleaned up.
-#include "tools/qv/Command.h"
-
-#include "qvlibs/framework/Messages.h"
-#include "qvlibs/framework/Surface.h"
-#include "qvlibs/image/QVDib.h"
+#include "tools/qv/Picture.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <array>
-#include <cerrno>
-#include <charconv>
+#include <cstdio>
 #include <memory>
 #include <optional>
-#include <sstream>
 
 namespace qv::cli {
 
@@ -32,58 +25,16 @@ struct Options {
 
 constexpr struct {
     const char* name;
-    int option;
-} kFits[] = {{"fit", RESIZE_OPTION_FIT}, {"fill", RESIZE_OPTION_FILL}, {"stretch", RESIZE_OPTION_STRETCH}};
-
-constexpr struct {
-    const char* name;
     int angle;
 } kAngles[] = {{"90", 90}, {"180", 180}, {"270", 270}};
 
-// Numbers of this pattern, and nothing else: numbers("640x480", 'x', 2).
-std::optional<std::vector<int>> numbers(const std::string& text, char separator, size_t count) {
-    std::vector<int> found;
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    while (found.size() < count) {
-        int value = 0;
-        const auto [next, problem] = std::from_chars(at, end, value);
-        if (problem != std::errc() || value < 0) return {};
-        found.push_back(value);
-        at = next;
-        if (found.size() < count && (at == end || *at++ != separator)) return {};
-    }
-    return at == end ? std::optional(found) : std::nullopt;
-}
-
-bool isBmp(const std::string& path) {
-    return path.size() > 4 && equalNoCase(path.substr(path.size() - 4), ".bmp");
-}
-
-// What the library would show to a person becomes part of this program's own error line.
-std::string& shownByLibrary() {
-    static std::string text;
-    return text;
-}
-
-// 24 bits a pixel, whatever the file has; otherwise the reason.
-int load(const std::string& path, CQVDIB& picture) {
-    if (!isBmp(path)) return error(NotSupported, path + ": no picture format that is known here");
-    CFile file;
-    CFileException reason;
-    if (!file.Open(path.c_str(), CFile::modeRead | CFile::shareDenyWrite, &reason)) {
-        return error(reason.osError == ENOENT ? NotFound : Failed, reason.what());
-    }
-    if (!picture.Read(&file) || picture.GetWidth() == 0 || picture.GetHeight() == 0) {
-        return error(Damaged, path + ": no BMP picture, or larger than this program takes");
-    }
-    CDC surface(1, 1);
-    const DWORD compression = picture.GetBitmapInfoAddress()->biCompression;
-    if (compression == BI_RLE4 || compression == BI_RLE8) picture.Compress(&surface, 0);
-    if (picture.RecolorFilter(24, nullptr) != 0) {
-        return error(NotSupported, path + ": a kind of BMP picture that is not known here");
-    }
-    return Done;
+// "L,T,R,B" as a rectangle; one that fits nowhere when it is none.
+RECT parseRect(const std::string& text) {
+    int used = 0;
+    RECT rect;
+    const bool four = std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d%n", &rect.left, &rect.top, &rect.right,
+                                  &rect.bottom, &used) == 4;
+    return four && static_cast<size_t>(used) == text.size() ? rect : RECT{1, 1, 0, 0};
 }
 
 // One step after the other, in the order in which they make sense on a still: fields, cut, turn, size, colors.
@@ -92,9 +43,7 @@ int work(const Options& options, CQVDIB& picture) {
         return error(Usage, "--still knows the modes 0, 1, 2, 17, 18, 33 and 34");
     }
     if (!options.trim.empty()) {
-        const auto edges = numbers(options.trim, ',', 4);
-        const RECT rect = edges ? RECT{(*edges)[0], (*edges)[1], (*edges)[2], (*edges)[3]} : RECT{1, 1, 0, 0};
-        if (picture.TrimmingFilter(rect, nullptr) != 0) {
+        if (picture.TrimmingFilter(parseRect(options.trim), nullptr) != 0) {
             return error(Usage, "--trim takes LEFT,TOP,RIGHT,BOTTOM, all inside the picture of " +
                                     std::to_string(picture.GetWidth()) + "x" +
                                     std::to_string(picture.GetHeight()) + " and included");
@@ -105,15 +54,10 @@ int work(const Options& options, CQVDIB& picture) {
         if (picture.RotationFilter(row.angle, 0, nullptr) != 0) return error(Failed, "out of memory");
     }
     if (!options.size.empty()) {
-        const auto size = numbers(options.size, 'x', 2);
-        if (!size || (*size)[0] == 0 || (*size)[1] == 0) {
-            return error(Usage, "--size takes WIDTHxHEIGHT, such as 720x480");
-        }
-        int option = RESIZE_OPTION_FIT;
-        for (const auto& row : kFits) {
-            if (options.fit == row.name) option = row.option;
-        }
-        if (picture.ResizeFilter({(*size)[0], (*size)[1]}, nullptr, option,
+        SIZE size;
+        if (!parseSize(options.size, size))
+            return error(Usage, "\"" + options.size + "\" is no size such as 720x480");
+        if (picture.ResizeFilter(size, nullptr, fitNamed(options.fit),
                                  static_cast<DIB_TYPE>(options.fromType),
                                  static_cast<DIB_TYPE>(options.toType), RESIZE_METHOD_DEFAULT) != 0) {
             return error(
@@ -127,18 +71,11 @@ int work(const Options& options, CQVDIB& picture) {
 }
 
 int convert(const Options& options, const Common& common) {
-    if (!isBmp(options.out))
-        return error(NotSupported, options.out + ": no picture format that can be written here");
+    if (!canSavePicture(options.out)) return NotSupported;
     CQVDIB picture;
-    if (const int code = load(options.in, picture); code != Done) return code;
+    if (const int code = loadPicture(options.in, picture); code != Done) return code;
     if (const int code = work(options, picture); code != Done) return code;
-    shownByLibrary().clear();
-    const MessageHandler before =
-        setMessageHandler([](const char* text, const char*, MessageKind) { shownByLibrary() = text; });
-    const bool saved = picture.Save(options.out.c_str()) != 0;
-    setMessageHandler(before);
-    if (!saved)
-        return error(Failed, shownByLibrary().empty() ? options.out + ": writing failed" : shownByLibrary());
+    if (const int code = savePicture(picture, options.out); code != Done) return code;
     if (common.json) {
         printJson({{"file", options.out}, {"width", picture.GetWidth()}, {"height", picture.GetHeight()}});
     } else {
@@ -163,9 +100,7 @@ std::function<int()> setupConvert(CLI::App& app, const Common& common) {
                    "Cut out LEFT,TOP,RIGHT,BOTTOM, edges included, rows from the top");
     app.add_option("--rotate", options->rotate, "Turn clockwise")->check(CLI::IsMember({"90", "180", "270"}));
     app.add_option("--size", options->size, "Resize to WIDTHxHEIGHT");
-    app.add_option("--fit", options->fit, "fit: all of it, with bars; fill: no bars, cut; stretch")
-        ->check(CLI::IsMember({"fit", "fill", "stretch"}))
-        ->capture_default_str();
+    addFit(app, options->fit);
     const char* const types = "0 by its size, 1 frame shown as 4:3, 2 as 16:9, 3 letterbox, 4 square pixels";
     app.add_option("--from-type", options->fromType, std::string("Shape of the picture: ") + types)
         ->check(CLI::Range(0, 7))

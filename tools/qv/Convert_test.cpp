@@ -96,7 +96,7 @@ TEST(Convert, RefusalsLeaveTheTargetAlone) {
         {"in.bmp out.bmp --size 8", 2},
         {"in.bmp out.bmp --size 8x0", 2},
         {"in.bmp out.bmp --size 8x8x8", 2},
-        {"in.bmp out.bmp --size 99999x99999", 1},
+        {"in.bmp out.bmp --size 99999x99999", 2},
         {"in.bmp out.bmp --size 8x8 --from-type 7 --to-type 6",
          1}, // 0.66 of the height of one, but 1.06 of the other
         {"in.bmp out.bmp --size 8x8 --fit round", 2},

@@ -156,16 +156,4 @@ bool Movie::picture(LONG frame, const Layout& layout, CQVDIB& out) const {
     return out.Init(CSize(layout.size), 24, pixels.release()) == QV_OK;
 }
 
-int savePicture(CQVDIB& picture, const std::string& path) {
-    static std::string reason;
-    reason.clear();
-    const auto before = setMessageHandler([](const char* text, const char*, MessageKind) { reason = text; });
-    const bool isBmp = path.size() > 4 && equalNoCase(std::string_view(path).substr(path.size() - 4), ".bmp");
-    const bool saved = isBmp && picture.Save(path.c_str()) == 1;
-    setMessageHandler(before);
-    if (saved) return Done;
-    if (!isBmp) return error(NotSupported, path + ": pictures are written as .bmp");
-    return error(Failed, reason.empty() ? path + ": cannot be written" : reason);
-}
-
 } // namespace qv::cli

@@ -1,9 +1,7 @@
 // An open movie for the commands that take frames out of one.
 #pragma once
 
-#include "tools/qv/Command.h"
-
-#include "qvlibs/image/QVDib.h"
+#include "tools/qv/Picture.h"
 
 #include <memory>
 
@@ -53,11 +51,5 @@ private:
     ULONG rate_ = 0;
     ULONG scale_ = 1;
 };
-
-// "320x240" as a size; false when it is none, or more than 16384 on a side.
-bool parseSize(const std::string& text, SIZE& size);
-
-// Writes a picture; the extension of the path picks the format. Done, or says in one line why not.
-int savePicture(CQVDIB& picture, const std::string& path);
 
 } // namespace qv::cli

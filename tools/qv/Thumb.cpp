@@ -18,18 +18,6 @@ struct Options {
     int method = RESIZE_METHOD_SCALER;
 };
 
-constexpr struct {
-    const char* name;
-    RESIZE_OPTION option;
-} kFits[] = {{"fit", RESIZE_OPTION_FIT}, {"fill", RESIZE_OPTION_FILL}, {"stretch", RESIZE_OPTION_STRETCH}};
-
-RESIZE_OPTION fitNamed(const std::string& name) {
-    for (const auto& row : kFits) {
-        if (name == row.name) return row.option;
-    }
-    return RESIZE_OPTION_FIT;
-}
-
 int run(const Options& options, const Common& common) {
     Movie::Layout layout;
     if (!options.size.empty() && !parseSize(options.size, layout.size))
@@ -70,17 +58,6 @@ int run(const Options& options, const Common& common) {
 
 } // namespace
 
-bool parseSize(const std::string& text, SIZE& size) {
-    int used = 0;
-    unsigned width = 0;
-    unsigned height = 0;
-    if (std::sscanf(text.c_str(), "%5ux%5u%n", &width, &height, &used) != 2) return false;
-    constexpr unsigned kMost = 16384;
-    size = {static_cast<LONG>(width), static_cast<LONG>(height)};
-    const bool sane = width > 0 && height > 0 && width <= kMost && height <= kMost;
-    return sane && static_cast<size_t>(used) == text.size();
-}
-
 std::function<int()> setupThumb(CLI::App& app, const Common& common) {
     auto options = std::make_shared<Options>();
     app.add_option("MOVIE", options->movie, "The movie")->required();
@@ -97,8 +74,7 @@ std::function<int()> setupThumb(CLI::App& app, const Common& common) {
            "square pixels), 1 4:3, 2 16:9, 3 16:9 between bars in 4:3, 4 square pixels, 6 and 7 pixels of "
            "8:9 and 16:15")
         ->check(CLI::Range(0, 7));
-    app.add_option("--fit", options->fit, "fit: all of the frame, bars around it; fill: cropped; stretch")
-        ->check(CLI::IsMember({"fit", "fill", "stretch"}));
+    addFit(app, options->fit);
     app.add_option("--method", options->method,
                    "0 and 5 cubic, 1 and 2 cubic, 3 and 4 smooth, 6 linear, 7 Lanczos, 8 triangle")
         ->check(CLI::Range(0, 8));
