@@ -107,22 +107,24 @@ int CQVDIB::Write(CFile* file) {
     }
 }
 
-int CQVDIB::Save(const char* path) {
-    QV_TRACE("CQVDIB");
-    CFileException error;
-    if (!mayReplace(path, error)) {
-        error.ReportError();
-        return 0;
-    }
+CQVDIB::BmpSaved CQVDIB::saveBmp(const char* path, CFileException& error) {
+    if (!mayReplace(path, error)) return BmpSaved::notCreated;
     qv::AtomicFile target(path);
     CFile file;
     if (!target.isOpen() || !file.Open(target.pathForLibraries().c_str(),
                                        CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive)) {
-        CFileException(target.error(), path).ReportError();
-        return 0;
+        error = CFileException(target.error(), path);
+        return BmpSaved::notCreated;
     }
-    if (!Write(&file)) return 0;
-    return target.commit() ? 1 : 0;
+    return Write(&file) && target.commit() ? BmpSaved::done : BmpSaved::notWritten;
+}
+
+int CQVDIB::Save(const char* path) {
+    QV_TRACE("CQVDIB");
+    CFileException error;
+    const BmpSaved saved = saveBmp(path, error);
+    if (saved == BmpSaved::notCreated) error.ReportError();
+    return saved == BmpSaved::done ? 1 : 0;
 }
 
 void CQVDIB::Serialize(CArchive& archive) {

@@ -5,6 +5,7 @@
 #include "qvlibs/framework/Surface.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/DibLayout.h"
+#include "qvlibs/image/PicturePlugIns.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/platform/FileMapping.h"
 

@@ -14,12 +14,15 @@
 
 #include "qvlibs/framework/File.h"
 #include "qvlibs/framework/Geometry.h"
+#include "qvlibs/framework/Lists.h"
 #include "qvlibs/framework/MediaHeaders.h"
 #include "qvlibs/framework/Object.h"
+#include "qvlibs/framework/Time.h"
 #include "qvlibs/image/DibTypes.h"
 #include "qvlibs/platform/GlobalMemory.h"
 
 #include <memory>
+#include <span>
 
 class CArchive;
 class CDC;
@@ -29,7 +32,14 @@ namespace qv {
 struct DibView;
 struct PixelView;
 class FileMapping;
+class PicturePlugIns;
 } // namespace qv
+
+// A record of picture properties as plug-ins hand it out; made with `new`.
+struct PICTINFO {
+    CString name;
+    CString value;
+};
 
 class QVLIBS_API CQVDIB : public CObject {
 public:
@@ -212,8 +222,71 @@ public:
     // Becomes a movie's frame at the given size, fitted by its shape: 1 done; 0 when the movie cannot be
     // opened, the frame cannot be read (nor the next one), or the size is refused.
     int ReadDIB(const char* moviePath, LONG frame, CSize size);
+    // Picture files of every kind that is installed. ".bmp" is built in (any case; ".dib" is not); for all other names
+    // the first codec plug-in that says the file is its kind decides, and no other is tried when it fails.
+    // ULONG results: 0 done, 1 failed, 9 no plug-in for the file. A BMP that cannot be opened gives the system's number
+    // of the reason in 0x8407xxxx.
+    // Pictures whose Exif orientation is 3, 6 or 8 are turned upright; mirrored ones are left as they are. `showWait`
+    // shows the wait cursor meanwhile. When only the turning fails the picture stays, unturned, and the result is 1.
+    ULONG Load(const char* path, int showWait);
+    // The same for a picture that will be shown smaller: a codec with a cheap reduced decode may deliver any smaller
+    // size that has at least `wanted` in both directions, whichever way the picture is turned.
+    ULONG LoadAtLeast(const char* path, CSize wanted, int showWait);
+    // What the options mean is the plug-in's own (0 is always the usual). The result says only that a plug-in was
+    // there, or that the BMP could be created: on purpose it is 0 even when encoding failed; that is reported through
+    // the message handler, and the old file stays. The image moves into a global memory block.
+    ULONG Save(const char* path, int option1, int option2);
+    int Investigate(const char* path);              // 1 when the file is supported and decodes
+    static int IsLocalSupported(const char* path);  // 1 for a ".bmp" file without compression or masks
+    static int IsPluginSupported(const char* path); // 1 when a codec plug-in takes the file
+    static int IsSupported(const char* path);       // one of the two
+    // Size, depth and a text such as "JPEG colour" without decoding. `extra` (may be null) is a word of the plug-in.
+    ULONG GetInfo(const char* path, BITMAPINFOHEADER* info, CString& description);
+    ULONG GetInfo(const char* path, BITMAPINFOHEADER* info, CString& description, int* extra);
+    // Extensions without the dot, appended. Index 0 is "bmp", "dib"; index n the n-th plug-in; beyond: nothing. 0.
+    ULONG GetAllAvailableExtentions(CStringList& list);
+    ULONG GetAvailableExtentions(int index, CStringList& list);
+    ULONG GetCopyrigth(int index, const char* text); // loads the plug-ins; always 0
+    int GetNumOfPlugin();                            // codec plug-ins + 1
+    // Which kinds of codec this object asks, before it first asks one: bit 0 pictures (the default, 1), bits 1 and 2
+    // movies. Always 0.
+    ULONG SetPluginLevel(int level);
+    // List the plug-ins now; every member that needs them does so by itself.
+    void LoadPlugIns();
+    void LoadPlugInsPb();
+    // As the last Load found them: whether the file has Exif data, and its orientation.
+    int GetExifFlag() const { return exifFlag_; }
+    int GetOrientation() const { return orientation_; }
+
+    // Exif of a file, through the picture-property plug-ins. Statuses: 0 done, negative = failure
+    // (0x80004005 when no plug-in supports the file).
+    LONG IsExif(const char* path, int* isExif);
+    // The orientation, 0 when there is none; `status` (may be null) tells success.
+    int GetOrientationInfo(const char* path, LONG* status, int option);
+    // value1: the orientation; value2: the clockwise turn in degrees that shows the picture upright. 0 on failure.
+    LONG GetOrientationInfoEx(const char* path, int* value1, int* value2, int option);
+    // Writes `target` as a copy of `path` with that orientation; both may be one file.
+    LONG SetOrientation(const char* path, const char* target, WORD orientation, int option);
+    LONG SetDateTimeOriginal(const char* path, SYSTEMTIME time);
+    LONG GetDateTimeOriginal(const char* path, SYSTEMTIME* time);
+    // text: "name: value" lines; words and dwords: the 16- and 32-bit values, in file order.
+    LONG GetMakerNoteValue(const char* path, CString& text, CWordArray& words, CDWordArray& dwords);
+    // Gives `to` what `from` says about itself, but for size and thumbnail; `orientation` 0 writes none.
+    LONG CopyProperties(const char* from, const char* to, WORD orientation);
+    static LONG DeletePCINFO(PICTINFO* info); // deletes the record; 0
+    static LONG DeleteInfo(void* list); // a CList<PICTINFO*, PICTINFO*>: deletes and removes every record; 0
+
+    // An icon of a Windows module (nothing of it runs): from its first icon group, the smallest picture that is at
+    // least `request` pixels wide (0 = 32), else the largest; the deepest where several are. Nothing shows as white.
+    // Returns the icon result: 1 when the image holds the icon, else 0.
+    int GetIconFromBinary(const char* modulePath, int request);
+    // A copy of icon resource `id` of a module loaded with qv::loadModuleData, freed with delete[]. The byte count, 0
+    // when there is none.
+    static ULONG StoreIconData(HINSTANCE module, WORD id, unsigned char** data);
 
 private:
+    enum class BmpSaved { notCreated, notWritten, done };
+
     enum HeaderOwner : int { kHeaderBorrowed = 0, kHeaderOwned = 1, kHeaderGlobal = 2 };
 
     void DetachMapFile();
@@ -242,6 +315,11 @@ private:
     bool hasAllRows() const;
     qv::DibView view() const;
     qv::PixelView pixelsFromTop() const; // of a picture with bits
+    qv::PicturePlugIns& plugIns() const;
+    [[nodiscard]] bool takeDecoded(HGLOBAL block);
+    ULONG turnUpright(const char* path);
+    [[nodiscard]] BmpSaved saveBmp(const char* path, CFileException& error);
+    [[nodiscard]] bool takeIcon(std::span<const BYTE> icon);
 
     RGBQUAD* colorTable_ = nullptr;
     HBITMAP section_ = nullptr;
@@ -257,4 +335,7 @@ private:
     HPALETTE palette_ = nullptr;
     int optionFlag_ = 0;
     int iconResult_ = 0;
+    mutable std::unique_ptr<qv::PicturePlugIns> plugIns_; // made on first use
+    int exifFlag_ = 0;
+    int orientation_ = 0;
 };

@@ -78,6 +78,12 @@ HGLOBAL CPluginInfo::Decode(const char* filePath, ULONG* error) {
     return static_cast<HGLOBAL>(handle(module, QV_EXPORT(Decode), filePath));
 }
 
+HGLOBAL CPluginInfo::DecodeAtLeast(const char* filePath, LONG width, LONG height) {
+    if (module && !qv::moduleExport(module, "DecodeAtLeast")) return Decode(filePath);
+    const Lock hold(qv::codecRegistry().lock);
+    return static_cast<HGLOBAL>(handle(module, QV_EXPORT(DecodeAtLeast), filePath, width, height));
+}
+
 ULONG CPluginInfo::GetStillImageInfo(const char* filePath, QVPICTUREINFO* info) {
     const Lock hold(qv::codecRegistry().lock);
     return code(module, QV_EXPORT(GetStillImageInfo), filePath, info);

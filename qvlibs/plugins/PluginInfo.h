@@ -40,6 +40,9 @@ public:
     // Pictures.
     // Locked. A packed DIB that the caller frees, or null; *error (may be null) is 0, 14 or 9.
     HGLOBAL Decode(const char* filePath, ULONG* error = nullptr);
+    // Locked. As Decode, perhaps reduced to a size that is still at least this; Decode where the module lacks the
+    // export.
+    HGLOBAL DecodeAtLeast(const char* filePath, LONG width, LONG height);
     ULONG GetStillImageInfo(const char* filePath, QVPICTUREINFO* info); // locked
     ULONG Encode(HGLOBAL picture, const char* filePath, LONG option1, LONG option2);
 

@@ -63,6 +63,10 @@ LONG CPbPluginInfo::GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink) {
     return status(module, QV_EXPORT(GetMakerNoteValue), path, sink);
 }
 
+LONG CPbPluginInfo::CopyProperties(const char* from, const char* to, WORD orientation) {
+    return status(module, QV_EXPORT(CopyProperties), from, to, orientation);
+}
+
 CStringList QVTLGetPbPlugIns(const char* pattern) {
     CStringList paths;
     const CString kind = CString(pattern).Right(3);

@@ -23,6 +23,7 @@ public:
     LONG SetDateTimeOriginal(const char* path, const SYSTEMTIME& time);
     LONG GetDateTimeOriginal(const char* path, SYSTEMTIME* time); // untouched unless the plug-in succeeds
     LONG GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink);
+    LONG CopyProperties(const char* from, const char* to, WORD orientation);
 
     HMODULE module = nullptr;
 };
