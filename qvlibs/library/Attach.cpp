@@ -1,12 +1,23 @@
 // What happens when a process loads and unloads the library, in order.
 #include "qvlibs/framework/Trace.h"
+#include "qvlibs/platform/Registry.h"
 #include "qvlibs/plugins/PluginInfo.h"
 #include "qvlibs/plugins/PropertyRegistry.h"
+#include "qvlibs/settings/ProfileCtrl.h"
+#include "qvlibs/settings/ProfileRoot.h"
+#include "qvlibs/timecode/TimecodeMode.h"
 
 namespace {
 
+// The system's value also says how timecodes without a mode count.
+void setTimecodeMode() {
+    const auto system = QVGetProfileInt("Common", qv::systemInfoName().c_str(), 0);
+    qv::setDefaultTimecodeMode(system & 1 ? TCMODE_PAL : TCMODE_NDF);
+}
+
 [[gnu::constructor]] void attach() {
     qv::trace::setFromEnvironment();
+    setTimecodeMode();
     qvLoadPlugIns();
     qvLoadPlugInsPb();
 }
@@ -15,6 +26,7 @@ namespace {
 [[gnu::destructor]] void detach() {
     qvUnloadPlugIns();
     qvUnloadPlugInsPb();
+    qv::registry::closeStore();
 }
 
 } // namespace

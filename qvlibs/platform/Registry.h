@@ -76,7 +76,7 @@ QVLIBS_API Result removeValue(HKEY root, std::string_view path, std::string_view
 
 // While it lives, what this thread reads is the registry at one moment, and what it writes takes effect as
 // a whole at commit(), or not at all. Other threads of the process wait; other processes wait with writing.
-// One inside another belongs to the outer one.
+// One inside another belongs to the outer one. A fork ends it without effect.
 class QVLIBS_API Transaction {
 public:
     enum Kind : int { Reading, Writing };

@@ -15,6 +15,9 @@ namespace qv::registry {
 
 namespace {
 
+// Long enough for a queue of processes that all write without a pause.
+constexpr int kBusyMilliseconds = 60000;
+
 constexpr const char* kSchema = "PRAGMA page_size = 4096; PRAGMA user_version = 1;"
                                 "CREATE TABLE keys (id INTEGER PRIMARY KEY, hive INTEGER NOT NULL, "
                                 "path TEXT NOT NULL COLLATE NOCASE, UNIQUE (hive, path)) STRICT;"
@@ -69,12 +72,14 @@ bool isNetwork(const std::string& folder) {
     return false;
 }
 
-bool opensWith(const std::string& path, std::string& image, unsigned char logging) {
+bool canBeWritten(const std::string& path, std::string& image, unsigned char logging) {
     image[kWriteVersion] = image[kReadVersion] = static_cast<char>(logging);
     if (!writeWhole(path, image)) return false;
     sqlite3* db = nullptr;
     int version = 0;
-    const bool opened = openStoreFile(path, false, &db, &version) == SQLITE_OK;
+    // A log that can only be read opens well: what counts is that a write can begin.
+    const bool opened = openStoreFile(path, false, &db, &version) == SQLITE_OK &&
+                        sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_close(db);
     return opened;
 }
@@ -125,7 +130,7 @@ bool createStoreFile(const std::string& path) {
     std::string image = emptyStore();
     if (image.empty()) return false;
     const bool good =
-        (!isNetwork(folder) && opensWith(made, image, kWriteAheadLog)) || opensWith(made, image, 1);
+        (!isNetwork(folder) && canBeWritten(made, image, kWriteAheadLog)) || canBeWritten(made, image, 1);
     // A log beside the new file would be taken for its own.
     for (const char* log : kLogs) unlink((path + log).c_str());
     if (good && rename(made.c_str(), path.c_str()) == 0) return true;
@@ -138,6 +143,7 @@ int openStoreFile(const std::string& path, bool immutable, sqlite3** db, int* ve
     const int flags = (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE) |
                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     int code = sqlite3_open_v2(name.c_str(), db, flags, nullptr);
+    sqlite3_busy_timeout(*db, kBusyMilliseconds); // already for opening: somebody may just repair the log
     // A commit survives the process without waiting for the disk; the file is sound after a power cut too.
     if (code == SQLITE_OK) code = sqlite3_exec(*db, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
     if (code == SQLITE_OK) code = readVersion(*db, version);

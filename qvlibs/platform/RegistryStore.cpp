@@ -13,8 +13,6 @@ namespace qv::registry {
 
 namespace {
 
-// Long enough for a queue of processes that all write without a pause.
-constexpr int kBusyMilliseconds = 60000;
 constexpr int kAttempts = 4;
 
 constexpr const char* kQueries[] = {
@@ -72,8 +70,12 @@ void Store::beforeFork() {
 
 void Store::afterForkInParent() { instance().mutex_.unlock(); }
 
-// The mutex is held by a thread that has another number here.
-void Store::afterForkInChild() { new (&instance().mutex_) std::recursive_mutex; }
+// The mutex is held by a thread that has another number here. A transaction stays the parent's.
+void Store::afterForkInChild() {
+    Store& store = instance();
+    new (&store.mutex_) std::recursive_mutex;
+    store.depth_ = 0;
+}
 
 void Store::close() {
     for (sqlite3_stmt*& statement : statements_) {
@@ -153,7 +155,6 @@ int Store::openFile() {
         report("The settings store " + path_ + " was written by a newer version; defaults are in use");
         return SQLITE_CANTOPEN;
     }
-    sqlite3_busy_timeout(db_, kBusyMilliseconds);
     return SQLITE_OK;
 }
 
@@ -231,6 +232,7 @@ void Store::beginTransaction(bool writing) {
 }
 
 bool Store::endTransaction(bool commit) {
+    if (depth_ == 0) return false; // begun before a fork
     if (writing_ && !commit) broken_ = true;
     bool done = !broken_;
     if (--depth_ == 0) {
