@@ -1,6 +1,7 @@
 #include "qvlibs/platform/Components.h"
 
 #include "qvlibs/framework/Status.h"
+#include "qvlibs/platform/Registry.h"
 #include "qvlibs/plugins/dv_component.h"
 #include "tests/support/TestSupport.h"
 
@@ -28,4 +29,20 @@ TEST(Components, AreMadeByTheModuleOfTheirClass) {
         EXPECT_EQ(component->table->addRef(component), 2u) << "it came with one reference";
     }
     EXPECT_EQ(qv::createComponent(QV_DV_CLASS, QV_DV_INTERFACE, "fakes/component.so", nullptr), QV_E_POINTER);
+}
+
+TEST(Components, ASettingPutsAnotherModuleInPlace) {
+    const std::string module = (qv::test::buildFolder() / "tests/fakes/component.so").string();
+    const std::string key = "Software\\Classes\\CLSID\\" QV_DV_CLASS "\\InprocServer32";
+    void* made = nullptr;
+    const auto make = [&] {
+        return qv::createComponent(QV_DV_CLASS, QV_DV_INTERFACE, "fakes/none.so", &made);
+    };
+    EXPECT_EQ(make(), QV_E_CLASSNOTREG);
+    using namespace qv::registry;
+    ASSERT_EQ(writeValue(HKEY_LOCAL_MACHINE, key, "", Type::Text, module + '\0'), Done);
+    EXPECT_EQ(make(), 0);
+    ASSERT_EQ(writeValue(HKEY_LOCAL_MACHINE, key, "", Type::Text, std::string("/nonexistent.so\0", 16)),
+              Done);
+    EXPECT_EQ(make(), QV_E_CLASSNOTREG) << "a setting that is wrong is not passed over";
 }

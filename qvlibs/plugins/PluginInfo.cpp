@@ -241,3 +241,5 @@ CPluginInfo* LoadVideoCodecPlugIn(const char* path) { return LoadPlugIns("*.vcp"
 CPluginInfo* LoadAudioCodecPlugIn(const char* path) { return LoadPlugIns("*.acp", path); }
 
 CPluginInfo* LoadTitleCodecPlugIn(const char* path) { return LoadPlugIns("*.tcp", path); }
+
+int QVTLHasPlugInExport(HMODULE module, const char* name) { return qv::moduleExport(module, name) ? 1 : 0; }

@@ -112,6 +112,9 @@ QVLIBS_API CPluginInfo* LoadVideoCodecPlugIn(const char* path); // "*.vcp"
 QVLIBS_API CPluginInfo* LoadAudioCodecPlugIn(const char* path); // "*.acp"
 QVLIBS_API CPluginInfo* LoadTitleCodecPlugIn(const char* path); // "*.tcp"
 
+// 1 when the module itself has an export of this name, else 0. For lists of what a module can do.
+QVLIBS_API int QVTLHasPlugInExport(HMODULE module, const char* name);
+
 // The life of the codec registry. Start-ups are counted, and the library makes the first one when it is
 // loaded; modules are loaded when the count leaves 0 upwards and freed when it comes back to 0 from 1. A
 // count driven below zero by unmatched shut-downs is kept: later start-ups count it up again without loading.

@@ -79,6 +79,7 @@ bool interrupted();
 // The commands, one file each; the table is in Main.cpp.
 std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupConvert(CLI::App& app, const Common& common);
+std::function<int()> setupPlugins(CLI::App& app, const Common& common);
 std::function<int()> setupTc(CLI::App& app, const Common& common);
 
 } // namespace qv::cli

@@ -26,6 +26,11 @@ constexpr Command kCommands[] = {
      "clockwise\n"
      "  qv convert in.bmp in.bmp --trim 0,60,719,419 --gray    the picture of a letterbox frame, in gray",
      qv::cli::setupConvert},
+    {"plugins", "the codec modules, and who takes a file",
+     "  qv plugins                   every module with its kind, extensions and number of functions\n"
+     "  qv plugins list --json       the same with the names of the functions\n"
+     "  qv plugins check song.wma    which module reads it: \"sounds  sound_other.acp\"",
+     qv::cli::setupPlugins},
     {"tc", "timecodes to frames and back, sums, differences",
      "  qv tc frames 00:01:00:02 --mode df     1800: two labels are skipped at the minute\n"
      "  qv tc label 17982 --mode df            00:10:00:00\n"
