@@ -1,3 +1,4 @@
+#include "qvlibs/settings/ProfileCtrl.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -72,4 +73,13 @@ TEST(Tc, JsonNamesTheMode) {
     EXPECT_EQ(tc("label 1800 --mode df --json").out,
               "{\n  \"mode\": \"df\",\n  \"frames\": 1800,\n  \"label\": \"00:01:00:02\"\n}\n");
     EXPECT_EQ(tc("frames 00:00:01:00 --json").out, "{\n  \"mode\": \"ndf\",\n  \"frames\": 30\n}\n");
+}
+
+TEST(Tc, TheSystemOfTheSettingsIsTheDefaultMode) {
+    QVWriteProfileInt("Common", "SystemInfo", 3, 0); // bit 0 is PAL
+    EXPECT_EQ(tc("frames 00:00:01:00").out, "25\n");
+    QVWriteProfileInt("Common", "SystemInfo", 2, 0);
+    EXPECT_EQ(tc("frames 00:00:01:00").out, "30\n");
+    QVRemoveProfileKey("Common", "SystemInfo");
+    EXPECT_EQ(tc("frames 00:00:01:00").out, "30\n");
 }
