@@ -38,7 +38,7 @@ public:
         modeCreate = 0x1000, // an existing file is cut to nothing, unless modeNoTruncate is given too
         modeNoTruncate = 0x2000,
     };
-    enum SeekPosition { begin = 0, current = 1, end = 2 };
+    enum SeekPosition : int { begin = 0, current = 1, end = 2 };
 
     CFile() = default;
     virtual ~CFile();
