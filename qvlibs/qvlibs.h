@@ -26,6 +26,7 @@
 #include "qvlibs/media/QVMovie.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/platform/Registry.h"
+#include "qvlibs/platform/Storage.h"
 #include "qvlibs/plugins/PluginInfo.h"
 #include "qvlibs/plugins/PropertyRegistry.h"
 #include "qvlibs/plugins/VideoCodecSetup.h"

@@ -7,7 +7,8 @@ namespace qv::compound {
 HRESULT Chain::at(std::uint64_t place, Sector& sector, bool& there) {
     while (sectors_.size() <= place && next_ != kEndOfChain) {
         // A chain with more sectors than the file has runs in a circle.
-        if (!isReal(next_) || next_ >= fat_.end() || sectors_.size() >= fat_.end()) return STG_E_DOCFILECORRUPT;
+        if (!isReal(next_) || next_ >= fat_.end() || sectors_.size() >= fat_.end())
+            return STG_E_DOCFILECORRUPT;
         Sector following = kEndOfChain;
         QV_STG_TRY(fat_.next(next_, following));
         sectors_.push_back(next_);

@@ -49,7 +49,8 @@ private:
         for (const Sector sector : sectors) {
             Sector entry = kFree;
             if (!take(used_, sector, what)) return;
-            if (file_.fat().next(sector, entry) < 0 || entry != mark) problem(what + ": its sector is not marked");
+            if (file_.fat().next(sector, entry) < 0 || entry != mark)
+                problem(what + ": its sector is not marked");
         }
     }
 
@@ -73,9 +74,11 @@ private:
         takeTableSectors(difat, kDifatSector, "index of the allocation table");
         const Header& header = file_.header();
         if (header.fatSectors != fat.size()) remark("allocation table: its size in the header is wrong");
-        if (header.difatSectors != difat.size()) remark("index of the allocation table: its size in the header is wrong");
+        if (header.difatSectors != difat.size())
+            remark("index of the allocation table: its size in the header is wrong");
         const std::uint64_t directory = takeChain(header.firstDirectory, "directory");
-        if (file_.isWide() && header.directorySectors != directory) remark("directory: its size in the header is wrong");
+        if (file_.isWide() && header.directorySectors != directory)
+            remark("directory: its size in the header is wrong");
         const std::uint64_t mini = takeChain(header.firstMiniFat, "table of small streams");
         if (header.miniFatSectors != mini) remark("table of small streams: its size in the header is wrong");
         Entry root;

@@ -30,7 +30,8 @@ private:
 bool isExcluded(const CString& name, SNB exclude) {
     std::u16string own, other;
     for (; exclude && *exclude; ++exclude) {
-        if (toUtf16(name.str(), own) && toUtf16(*exclude, other) && compareNames(own, other) == 0) return true;
+        if (toUtf16(name.str(), own) && toUtf16(*exclude, other) && compareNames(own, other) == 0)
+            return true;
     }
     return false;
 }
@@ -73,7 +74,8 @@ HRESULT StorageObject::copyElements(SNB exclude, IStorage* target) {
     QV_STG_TRY(EnumElements(0, nullptr, 0, &elements));
     STATSTG element;
     while (elements->Next(1, &element, nullptr) == S_OK) {
-        if (!isExcluded(element.pwcsName, exclude)) QV_STG_TRY(copyElement(element, element.pwcsName, target));
+        if (!isExcluded(element.pwcsName, exclude))
+            QV_STG_TRY(copyElement(element, element.pwcsName, target));
     }
     return S_OK;
 }

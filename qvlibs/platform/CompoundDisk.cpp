@@ -34,8 +34,9 @@ Disk::~Disk() { ::close(descriptor_); }
 
 void Disk::updateLength() {
     struct stat status {};
-    length_ = ::fstat(descriptor_, &status) == 0 && status.st_size > 0 ? static_cast<std::uint64_t>(status.st_size)
-                                                                       : 0;
+    length_ = ::fstat(descriptor_, &status) == 0 && status.st_size > 0
+                  ? static_cast<std::uint64_t>(status.st_size)
+                  : 0;
 }
 
 HRESULT Disk::read(std::uint64_t offset, void* bytes, size_t count, size_t& got) {
@@ -87,8 +88,8 @@ HRESULT Disk::write(std::uint64_t offset, const void* bytes, size_t count) {
     drop(offset, count);
     size_t done = 0;
     while (done < count) {
-        const ssize_t part = ::pwrite(descriptor_, static_cast<const std::uint8_t*>(bytes) + done, count - done,
-                                      static_cast<off_t>(offset + done));
+        const ssize_t part = ::pwrite(descriptor_, static_cast<const std::uint8_t*>(bytes) + done,
+                                      count - done, static_cast<off_t>(offset + done));
         if (part < 0 && errno == EINTR) continue;
         if (part < 0) return statusOf(errno, STG_E_WRITEFAULT);
         done += static_cast<size_t>(part);
@@ -120,8 +121,9 @@ HRESULT Disk::setLength(std::uint64_t length) {
 }
 
 HRESULT Disk::waitForDisk() {
-    return ::fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS ? S_OK
-                                                                              : statusOf(errno, STG_E_WRITEFAULT);
+    return ::fdatasync(descriptor_) == 0 || errno == EINVAL || errno == EROFS
+               ? S_OK
+               : statusOf(errno, STG_E_WRITEFAULT);
 }
 
 } // namespace qv::compound

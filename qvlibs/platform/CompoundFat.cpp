@@ -45,8 +45,8 @@ Fat::Fat(Disk& disk, const Header& header) : disk_(disk), header_(header) {
     // A table cannot have more pages than the file has sectors, whatever the header says.
     pageCount_ = static_cast<std::uint32_t>(where_.size());
     if (pageCount_ == kHeaderFatSectors)
-        pageCount_ = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(header.fatSectors, pageCount_,
-                                                                          std::max<std::uint64_t>(fileSectors_, pageCount_)));
+        pageCount_ = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
+            header.fatSectors, pageCount_, std::max<std::uint64_t>(fileSectors_, pageCount_)));
     publishedPages_ = pageCount_;
     nextIndex_ = header.firstDifat;
     groupsLeft_ = end_ / kGroup + 1;
@@ -133,12 +133,13 @@ HRESULT Fat::isFresh(Sector sector, bool& fresh) {
 bool Fat::isApart() const { return end_ >= kApartFrom; }
 
 bool Fat::isLockSector(std::uint64_t sector) const {
-    return header_.offsetOf(static_cast<Sector>(sector)) / header_.sectorSize() == kLockRange / header_.sectorSize();
+    return header_.offsetOf(static_cast<Sector>(sector)) / header_.sectorSize() ==
+           kLockRange / header_.sectorSize();
 }
 
 // The first run of free sectors of a group that is long enough.
-HRESULT Fat::findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uint32_t wanted, std::uint32_t least,
-                         Run& run) {
+HRESULT Fat::findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uint32_t wanted,
+                         std::uint32_t least, Run& run) {
     run = {};
     if (from / perPage() >= pageCount_) return S_OK;
     Page* page = nullptr;

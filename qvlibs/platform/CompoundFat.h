@@ -91,19 +91,19 @@ private:
     const Header& header_;
     std::uint64_t fileSectors_;
     std::uint64_t end_;
-    std::uint32_t pageCount_;               // of the state being made
+    std::uint32_t pageCount_; // of the state being made
     std::uint32_t publishedPages_;
-    std::vector<Sector> where_;             // of the first pages, as far as they were asked for
-    std::vector<Sector> index_;             // sectors that hold where_ beyond the header, as far as known
+    std::vector<Sector> where_; // of the first pages, as far as they were asked for
+    std::vector<Sector> index_; // sectors that hold where_ beyond the header, as far as known
     Sector nextIndex_;
     std::vector<std::unique_ptr<Page>> pages_;
-    std::vector<std::uint32_t> changed_;    // pages
+    std::vector<std::uint32_t> changed_; // pages
     std::vector<std::vector<std::uint8_t>> indexBytes_;
     bool indexPlaced_ = false;
     bool appendOnly_ = false;
     bool thrifty_ = false;
-    std::uint64_t cursor_ = 0;              // where the search for data goes on
-    std::uint64_t groupsLeft_;              // to look at before it gives up
+    std::uint64_t cursor_ = 0; // where the search for data goes on
+    std::uint64_t groupsLeft_; // to look at before it gives up
     std::vector<std::uint64_t> tableGroups_;
     bool tableGroupsKnown_ = false;
     size_t tableCursor_ = 0;

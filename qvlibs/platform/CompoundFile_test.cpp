@@ -61,7 +61,8 @@ struct Model {
     }
     void erase(const std::string& name) {
         for (auto at = content.begin(); at != content.end();)
-            at = at->first == name || (name.back() == '/' && at->first.starts_with(name)) ? content.erase(at) : ++at;
+            at = at->first == name || (name.back() == '/' && at->first.starts_with(name)) ? content.erase(at)
+                                                                                          : ++at;
     }
 };
 
@@ -74,7 +75,9 @@ struct Place {
         for (size_t slash; (slash = path.find('/')) != path.npos; path = path.substr(slash + 1)) {
             Storage below;
             IStorage* above = storages.empty() ? root : storages.back().get();
-            EXPECT_EQ(above->OpenStorage(path.substr(0, slash).c_str(), nullptr, kReadWrite, nullptr, 0, below.out()), S_OK);
+            EXPECT_EQ(above->OpenStorage(path.substr(0, slash).c_str(), nullptr, kReadWrite, nullptr, 0,
+                                         below.out()),
+                      S_OK);
             storages.push_back(std::move(below));
         }
         name = path;

@@ -51,8 +51,8 @@ std::vector<std::uint8_t> Header::bytes() const {
     out.u16(sectorShift);
     out.u16(kMiniShift);
     out.zeros(6);
-    for (const std::uint32_t word : {directorySectors, fatSectors, firstDirectory, changes, miniCutoff, firstMiniFat,
-                                     miniFatSectors, firstDifat, difatSectors})
+    for (const std::uint32_t word : {directorySectors, fatSectors, firstDirectory, changes, miniCutoff,
+                                     firstMiniFat, miniFatSectors, firstDifat, difatSectors})
         out.u32(word);
     for (const Sector sector : fat) out.u32(sector);
     return out.take();

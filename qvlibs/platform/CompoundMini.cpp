@@ -10,8 +10,8 @@ constexpr std::uint64_t kSearchedPieces = 4096;
 } // namespace
 
 MiniStream::MiniStream(Disk& disk, const Header& header, Fat& fat, Directory& directory)
-    : disk_(disk), header_(header), fat_(fat), directory_(directory), table_(disk, header, fat, header.firstMiniFat),
-      content_(std::make_unique<Chain>(fat, kEndOfChain)) {}
+    : disk_(disk), header_(header), fat_(fat), directory_(directory),
+      table_(disk, header, fat, header.firstMiniFat), content_(std::make_unique<Chain>(fat, kEndOfChain)) {}
 
 HRESULT MiniStream::load() {
     if (loaded_) return S_OK;
@@ -101,8 +101,7 @@ HRESULT MiniStream::grow() {
     if (total > std::min<std::uint64_t>(kMaxSector, 0x7FFFFFFFu / kMiniSize)) return STG_E_MEDIUMFULL;
     QV_STG_TRY(content_->grow(Use::Tables, added, 1));
     QV_STG_TRY(table_.count(pages));
-    if (pages * perPage() < total)
-        QV_STG_TRY(table_.grow((total + perPage() - 1) / perPage() - pages, 0xFF));
+    if (pages * perPage() < total) QV_STG_TRY(table_.grow((total + perPage() - 1) / perPage() - pages, 0xFF));
     Entry root;
     QV_STG_TRY(directory_.edit(kRootEntry, root));
     root.setStart(content_->first());
@@ -127,7 +126,8 @@ HRESULT MiniStream::store(const std::vector<std::uint8_t>& bytes, Sector& start)
         }
         std::uint64_t offset = 0;
         QV_STG_TRY(offsetOf(piece, offset));
-        QV_STG_TRY(disk_.write(offset, bytes.data() + done, std::min<size_t>(kMiniSize, bytes.size() - done)));
+        QV_STG_TRY(
+            disk_.write(offset, bytes.data() + done, std::min<size_t>(kMiniSize, bytes.size() - done)));
         QV_STG_TRY(set(piece, kEndOfChain));
         if (before == kEndOfChain)
             start = piece;

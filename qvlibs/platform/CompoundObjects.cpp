@@ -55,7 +55,9 @@ HRESULT StreamObject::Seek(std::int64_t move, DWORD origin, std::uint64_t* posit
     if (position) *position = position_;
     if (core_->isReverted()) return STG_E_REVERTED;
     if (origin > STREAM_SEEK_END) return STG_E_INVALIDFUNCTION;
-    const std::uint64_t base = origin == STREAM_SEEK_SET ? 0 : origin == STREAM_SEEK_CUR ? position_ : core_->data().size();
+    const std::uint64_t base = origin == STREAM_SEEK_SET   ? 0
+                               : origin == STREAM_SEEK_CUR ? position_
+                                                           : core_->data().size();
     const auto back = static_cast<std::uint64_t>(-(move + 1)) + 1; // of a negative move
     constexpr auto kFarthest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     if (move < 0 ? back > base : static_cast<std::uint64_t>(move) > kFarthest - std::min(base, kFarthest))
@@ -74,14 +76,16 @@ HRESULT StreamObject::SetSize(std::uint64_t size) {
     });
 }
 
-HRESULT StreamObject::CopyTo(IStream* target, std::uint64_t count, std::uint64_t* read, std::uint64_t* written) {
+HRESULT StreamObject::CopyTo(IStream* target, std::uint64_t count, std::uint64_t* read,
+                             std::uint64_t* written) {
     if (read) *read = 0;
     if (written) *written = 0;
     if (!target) return STG_E_INVALIDPOINTER;
     std::vector<std::uint8_t> buffer(static_cast<size_t>(std::min<std::uint64_t>(count, 1 << 18)));
     while (count > 0) {
         ULONG got = 0, put = 0;
-        QV_STG_TRY(Read(buffer.data(), static_cast<ULONG>(std::min<std::uint64_t>(count, buffer.size())), &got));
+        QV_STG_TRY(
+            Read(buffer.data(), static_cast<ULONG>(std::min<std::uint64_t>(count, buffer.size())), &got));
         if (got == 0) break;
         if (read) *read += got;
         const HRESULT status = target->Write(buffer.data(), got, &put);

@@ -32,9 +32,12 @@ public:
         : OpenElement(std::move(root), parent, id, mode) {}
     ~StorageObject() override;
 
-    HRESULT CreateStream(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2, IStream** stream) override;
-    HRESULT OpenStream(const char* name, void* reserved1, DWORD mode, DWORD reserved2, IStream** stream) override;
-    HRESULT CreateStorage(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2, IStorage** storage) override;
+    HRESULT CreateStream(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2,
+                         IStream** stream) override;
+    HRESULT OpenStream(const char* name, void* reserved1, DWORD mode, DWORD reserved2,
+                       IStream** stream) override;
+    HRESULT CreateStorage(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2,
+                          IStorage** storage) override;
     HRESULT OpenStorage(const char* name, IStorage* priority, DWORD mode, SNB exclude, DWORD reserved,
                         IStorage** storage) override;
     HRESULT CopyTo(DWORD excludedClasses, const CLSID* classes, SNB exclude, IStorage* target) override;
@@ -73,7 +76,8 @@ public:
     HRESULT Write(const void* buffer, ULONG count, ULONG* written) override;
     HRESULT Seek(std::int64_t move, DWORD origin, std::uint64_t* position) override;
     HRESULT SetSize(std::uint64_t size) override;
-    HRESULT CopyTo(IStream* target, std::uint64_t count, std::uint64_t* read, std::uint64_t* written) override;
+    HRESULT CopyTo(IStream* target, std::uint64_t count, std::uint64_t* read,
+                   std::uint64_t* written) override;
     HRESULT Commit(DWORD flags) override;
     HRESULT Revert() override;
     HRESULT Stat(STATSTG* stat, DWORD flags) override;

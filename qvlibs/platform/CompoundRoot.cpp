@@ -50,7 +50,8 @@ void Root::end(OpenElement& element) {
 
 void Root::end(const std::vector<EntryId>& ids) {
     for (OpenElement* element : open_) {
-        if (!element->isReverted() && std::binary_search(ids.begin(), ids.end(), element->id())) end(*element);
+        if (!element->isReverted() && std::binary_search(ids.begin(), ids.end(), element->id()))
+            end(*element);
     }
 }
 

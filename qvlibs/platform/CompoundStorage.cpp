@@ -126,7 +126,8 @@ HRESULT StorageObject::open(const char* name, DWORD mode, EntryType type, EntryI
     return root().find(opened) ? STG_E_ACCESSDENIED : S_OK;
 }
 
-HRESULT StorageObject::CreateStream(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2, IStream** stream) {
+HRESULT StorageObject::CreateStream(const char* name, DWORD mode, DWORD reserved1, DWORD reserved2,
+                                    IStream** stream) {
     if (!stream) return STG_E_INVALIDPOINTER;
     *stream = nullptr;
     if (reserved1 || reserved2) return STG_E_INVALIDPARAMETER;
@@ -138,7 +139,8 @@ HRESULT StorageObject::CreateStream(const char* name, DWORD mode, DWORD reserved
     return S_OK;
 }
 
-HRESULT StorageObject::OpenStream(const char* name, void* reserved1, DWORD mode, DWORD reserved2, IStream** stream) {
+HRESULT StorageObject::OpenStream(const char* name, void* reserved1, DWORD mode, DWORD reserved2,
+                                  IStream** stream) {
     if (!stream) return STG_E_INVALIDPOINTER;
     *stream = nullptr;
     if (reserved1 || reserved2) return STG_E_INVALIDPARAMETER;
@@ -161,8 +163,8 @@ HRESULT StorageObject::CreateStorage(const char* name, DWORD mode, DWORD reserve
     return S_OK;
 }
 
-HRESULT StorageObject::OpenStorage(const char* name, IStorage* priority, DWORD mode, SNB exclude, DWORD reserved,
-                                   IStorage** storage) {
+HRESULT StorageObject::OpenStorage(const char* name, IStorage* priority, DWORD mode, SNB exclude,
+                                   DWORD reserved, IStorage** storage) {
     if (!storage) return STG_E_INVALIDPOINTER;
     *storage = nullptr;
     if (priority || exclude || reserved) return STG_E_INVALIDPARAMETER;
@@ -188,7 +190,8 @@ HRESULT StorageObject::Revert() {
 
 HRESULT StorageObject::finish(HRESULT changed) { return changed < 0 ? changed : root().publishWhenIdle(); }
 
-HRESULT StorageObject::EnumElements(DWORD reserved1, void* reserved2, DWORD reserved3, IEnumSTATSTG** elements) {
+HRESULT StorageObject::EnumElements(DWORD reserved1, void* reserved2, DWORD reserved3,
+                                    IEnumSTATSTG** elements) {
     if (!elements) return STG_E_INVALIDPOINTER;
     *elements = nullptr;
     if (reserved1 || reserved2 || reserved3) return STG_E_INVALIDPARAMETER;

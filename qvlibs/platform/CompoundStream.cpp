@@ -66,10 +66,11 @@ HRESULT StreamData::readLarge(std::uint64_t offset, std::uint8_t* bytes, size_t 
         bool there = false;
         if (chain_->at(place, first, there) < 0 || !there) return S_OK;
         std::uint64_t run = 1;
-        while (run * sectorSize - within < count - got && chain_->at(place + run, sector, there) >= 0 && there &&
-               sector == first + run)
+        while (run * sectorSize - within < count - got && chain_->at(place + run, sector, there) >= 0 &&
+               there && sector == first + run)
             ++run;
-        const size_t part = static_cast<size_t>(std::min<std::uint64_t>(count - got, run * sectorSize - within));
+        const size_t part =
+            static_cast<size_t>(std::min<std::uint64_t>(count - got, run * sectorSize - within));
         size_t done = 0;
         QV_STG_TRY(file_.disk().read(file_.header().offsetOf(first) + within, bytes + got, part, done));
         got += done;
@@ -86,7 +87,8 @@ HRESULT StreamData::write(std::uint64_t offset, const void* bytes, size_t count)
     changed_ = true;
     if (isSmall(size_)) {
         QV_STG_TRY(loadSmall());
-        if (small_.size() < size_) small_.resize(static_cast<size_t>(size_)); // a damaged stream is made whole
+        if (small_.size() < size_)
+            small_.resize(static_cast<size_t>(size_)); // a damaged stream is made whole
         std::memcpy(small_.data() + offset, bytes, count);
         return S_OK;
     }

@@ -67,13 +67,14 @@ private:
     [[nodiscard]] HRESULT makeSmall(std::uint64_t size);
     [[nodiscard]] HRESULT readLarge(std::uint64_t offset, std::uint8_t* bytes, size_t count, size_t& got);
     [[nodiscard]] HRESULT makeFresh(std::uint64_t offset, std::uint64_t count);
-    [[nodiscard]] HRESULT keepEdges(std::uint64_t from, std::uint64_t to, std::uint64_t offset, std::uint64_t end);
+    [[nodiscard]] HRESULT keepEdges(std::uint64_t from, std::uint64_t to, std::uint64_t offset,
+                                    std::uint64_t end);
     [[nodiscard]] HRESULT writeLarge(std::uint64_t offset, const std::uint8_t* bytes, std::uint64_t count);
 
     File& file_;
     EntryId id_;
     std::uint64_t size_ = 0;
-    std::uint64_t written_ = 0; // what lies behind it, up to the size, reads as zeros
+    std::uint64_t written_ = 0;    // what lies behind it, up to the size, reads as zeros
     std::unique_ptr<Chain> chain_; // of large content
     std::vector<std::uint8_t> small_;
     bool smallLoaded_ = false;

@@ -275,7 +275,8 @@ HRESULT Directory::measure(EntryId storage, EntryId id, size_t depth, int& black
     QV_STG_TRY(isRed(left, leftRed));
     QV_STG_TRY(isRed(right, rightRed));
     const bool red = entry.color() == kRed;
-    valid = entry.isElement() && entry.color() <= kBlack && leftHeight == rightHeight && !(red && (leftRed || rightRed));
+    valid = entry.isElement() && entry.color() <= kBlack && leftHeight == rightHeight &&
+            !(red && (leftRed || rightRed));
     blackHeight = leftHeight + (red ? 0 : 1);
     return S_OK;
 }
@@ -304,7 +305,8 @@ HRESULT Directory::rebuild(EntryId storage) {
 }
 
 // A tree whose levels are full and black, but for a last one of red entries.
-HRESULT Directory::build(const std::vector<EntryId>& ids, size_t from, size_t to, int blackLevels, EntryId& top) {
+HRESULT Directory::build(const std::vector<EntryId>& ids, size_t from, size_t to, int blackLevels,
+                         EntryId& top) {
     top = kNoEntry;
     if (from == to) return S_OK;
     const size_t middle = from + (to - from) / 2;

@@ -52,7 +52,8 @@ std::string folderOf(const std::string& path) {
 HRESULT openFailure(const std::string& path) {
     const HRESULT status = statusOf(errno, STG_E_ACCESSDENIED);
     struct stat folder {};
-    if (status == STG_E_FILENOTFOUND && ::stat(folderOf(path).c_str(), &folder) != 0) return STG_E_PATHNOTFOUND;
+    if (status == STG_E_FILENOTFOUND && ::stat(folderOf(path).c_str(), &folder) != 0)
+        return STG_E_PATHNOTFOUND;
     return status;
 }
 

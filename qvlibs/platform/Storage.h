@@ -38,7 +38,7 @@ constexpr HRESULT STG_E_READFAULT = static_cast<HRESULT>(0x8003001Eu);
 constexpr HRESULT STG_E_SHAREVIOLATION = static_cast<HRESULT>(0x80030020u);
 constexpr HRESULT STG_E_FILEALREADYEXISTS = static_cast<HRESULT>(0x80030050u);
 constexpr HRESULT STG_E_INVALIDPARAMETER = static_cast<HRESULT>(0x80030057u);
-constexpr HRESULT STG_E_MEDIUMFULL = static_cast<HRESULT>(0x80030070u); // disk, or the format's limit
+constexpr HRESULT STG_E_MEDIUMFULL = static_cast<HRESULT>(0x80030070u);    // disk, or the format's limit
 constexpr HRESULT STG_E_INVALIDHEADER = static_cast<HRESULT>(0x800300FBu); // no compound file
 constexpr HRESULT STG_E_INVALIDNAME = static_cast<HRESULT>(0x800300FCu);
 constexpr HRESULT STG_E_INVALIDFLAG = static_cast<HRESULT>(0x800300FFu);
@@ -64,9 +64,9 @@ constexpr DWORD STGM_NOSNAPSHOT = 0x200000;
 constexpr DWORD STGM_DELETEONRELEASE = 0x4000000; // the file of a root
 
 constexpr DWORD STGC_DEFAULT = 0;
-constexpr DWORD STGC_OVERWRITE = 1;                            // without effect: old data is never in danger
-constexpr DWORD STGC_ONLYIFCURRENT = 2;                        // always so
-constexpr DWORD STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE = 4;   // does not wait for the disk
+constexpr DWORD STGC_OVERWRITE = 1;                          // without effect: old data is never in danger
+constexpr DWORD STGC_ONLYIFCURRENT = 2;                      // always so
+constexpr DWORD STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE = 4; // does not wait for the disk
 constexpr DWORD STGTY_STORAGE = 1;
 constexpr DWORD STGTY_STREAM = 2;
 constexpr DWORD STREAM_SEEK_SET = 0;
@@ -93,10 +93,10 @@ struct CLSID {
 
 // What is known of an element.
 struct STATSTG {
-    CString pwcsName; // the path for a root; empty with STATFLAG_NONAME
-    DWORD type = 0;   // STGTY_*
+    CString pwcsName;         // the path for a root; empty with STATFLAG_NONAME
+    DWORD type = 0;           // STGTY_*
     std::uint64_t cbSize = 0; // bytes of a stream, 0 for storages
-    FILETIME mtime{}; // storages only; the file's own times for a root
+    FILETIME mtime{};         // storages only; the file's own times for a root
     FILETIME ctime{};
     FILETIME atime{};
     DWORD grfMode = 0; // how the object was opened; 0 in an enumeration
