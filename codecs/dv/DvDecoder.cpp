@@ -23,29 +23,34 @@ struct Decoder::State {
     SegmentSamples samples;
 
     DecodeStatus read(std::span<const std::uint8_t> dif, Reduction reduction, Picture*& picture);
-    void readSegments(const std::uint8_t* dif, int n, Picture& picture);
+    template <int n>
+    void readSegments(const std::uint8_t* dif, Picture& picture);
     void readLow(const std::uint8_t* dif, Picture& picture);
     void readDc(const std::uint8_t* dif, Picture& picture);
 };
 
-void Decoder::State::readSegments(const std::uint8_t* dif, int n, Picture& picture) {
+template <int n>
+void Decoder::State::readSegments(const std::uint8_t* dif, Picture& picture) {
     const MacroblockPlace* place = picture.places();
     for (int sequence = 0; sequence < picture.layout().sequences; ++sequence) {
         for (int segment = 0; segment < kSegmentsPerSequence; ++segment) {
-            readSegment(dif, sequence, segment, levels);
+            const std::uint8_t* blocks[kMacroblocksPerSegment];
+            for (int m = 0; m < kMacroblocksPerSegment; ++m)
+                blocks[m] = dif + segmentBlockOffset(sequence, segment, m);
+            readSegment(blocks, levels);
             transformSegment(levels, n, samples);
             for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
                 if (levels.damaged[static_cast<std::size_t>(m)]) {
                     picture.markDamaged(*place);
                     continue;
                 }
-                picture.placeLuma(*place,
-                                  &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
+                picture.placeLuma<n>(
+                    *place, &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
                 for (int component = 4; component < 6; ++component) {
                     const int number = blockNumber(m, component);
                     const int at = number / 4 * SegmentSamples::kGroupBytes + number % 4 * n;
-                    picture.placeColour(*place, component == 4, &samples.bytes[static_cast<std::size_t>(at)],
-                                        4 * n);
+                    picture.placeColour<n>(*place, component == 4,
+                                           &samples.bytes[static_cast<std::size_t>(at)], 4 * n);
                 }
             }
         }
@@ -77,10 +82,10 @@ void Decoder::State::readLow(const std::uint8_t* dif, Picture& picture) {
             std::memcpy(luma + 2 * i, block, 2);
             std::memcpy(luma + 8 + 2 * i, block + 2, 2);
         }
-        picture.placeLuma(place, luma);
+        picture.placeLuma<2>(place, luma);
         for (std::size_t i = 4; i < 6; ++i) {
             transformLow(values[i], block);
-            picture.placeColour(place, i == 4, block, 2);
+            picture.placeColour<2>(place, i == 4, block, 2);
         }
     };
     eachMacroblock<std::array<LowValues, 6>>(dif, picture, readLowValues, put);
@@ -90,9 +95,9 @@ void Decoder::State::readDc(const std::uint8_t* dif, Picture& picture) {
     const auto put = [&](const MacroblockPlace& place, const std::array<std::int16_t, 6>& values) {
         std::uint8_t grey[6];
         for (std::size_t i = 0; i < 6; ++i) grey[i] = transformDc(values[i]);
-        picture.placeLuma(place, grey);
-        picture.placeColour(place, true, grey + 4, 1);
-        picture.placeColour(place, false, grey + 5, 1);
+        picture.placeLuma<1>(place, grey);
+        picture.placeColour<1>(place, true, grey + 4, 1);
+        picture.placeColour<1>(place, false, grey + 5, 1);
     };
     eachMacroblock<std::array<std::int16_t, 6>>(dif, picture, readDcValues, put);
 }
@@ -103,12 +108,12 @@ DecodeStatus Decoder::State::read(std::span<const std::uint8_t> dif, Reduction r
     const int n = 8 / static_cast<int>(reduction);
     picture = &pictures[static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(reduction)))];
     picture->prepare(*layout, n);
-    if (n >= 4)
-        readSegments(dif.data(), n, *picture);
-    else if (n == 2)
-        readLow(dif.data(), *picture);
-    else
-        readDc(dif.data(), *picture);
+    switch (reduction) {
+    case Reduction::Full: readSegments<8>(dif.data(), *picture); break;
+    case Reduction::Half: readSegments<4>(dif.data(), *picture); break;
+    case Reduction::Quarter: readLow(dif.data(), *picture); break;
+    case Reduction::Eighth: readDc(dif.data(), *picture); break;
+    }
     return picture->finish() ? DecodeStatus::Concealed : DecodeStatus::Done;
 }
 

@@ -39,11 +39,11 @@ struct SegmentLevels {
     std::array<bool, kMacroblocksPerSegment> damaged; // nothing usable in this macroblock
 };
 
-// Reads a whole segment. `dif` is the whole frame. Damaged input gives some values, never a fault:
+// Reads a whole segment from its five DIF blocks. Damaged input gives some values, never a fault:
 //  - a macroblock whose DIF block is marked as erroneous, or is not a video block, is reported as damaged;
 //  - codes that were to go on in such a block end early;
 //  - a code that leads past the last coefficient ends its block.
-void readSegment(const std::uint8_t* dif, int sequence, int segment, SegmentLevels& out);
+void readSegment(const std::uint8_t* const* blocks, SegmentLevels& out);
 
 // What a quarter of the size needs of a block, in the stream's own scale: the DC value, the first value
 // across, the first down and the first of both. The third ones change a sample little; they are read for

@@ -48,45 +48,6 @@ Planes Picture::planes() const {
             .colourHeight = cb_.height};
 }
 
-void Picture::placeLuma(const MacroblockPlace& place, const std::uint8_t* samples) {
-    const int n = blockSize_;
-    const int x = place.x * n / 8;
-    const int y = place.y * n / 8;
-    const auto width = static_cast<std::size_t>(4 * n);
-    for (int row = 0; row < n; ++row, samples += 4 * n) {
-        if (!isSquare(place)) {
-            std::memcpy(y_.at(x, y + row), samples, width);
-        } else {
-            std::memcpy(y_.at(x, y + row), samples, width / 2);
-            std::memcpy(y_.at(x, y + n + row), samples + 2 * n, width / 2);
-        }
-    }
-}
-
-void Picture::placeColour(const MacroblockPlace& place, bool red, const std::uint8_t* samples, int pitch) {
-    Plane& plane = red ? cr_ : cb_;
-    const int n = blockSize_;
-    if (layout_.sampling == Sampling::Yuv420) {
-        for (int row = 0; row < n; ++row, samples += pitch) {
-            std::memcpy(plane.at(place.x * n / 16, place.y * n / 16 + row), samples,
-                        static_cast<std::size_t>(n));
-        }
-        return;
-    }
-    const int x = place.x * n / 32;
-    const int y = place.y * n / 8;
-    for (int row = 0; row < n; ++row, samples += pitch) {
-        if (!isSquare(place)) {
-            std::memcpy(plane.at(x, y + row), samples, static_cast<std::size_t>(n));
-        } else {
-            // The left half belongs to the upper luma blocks, the right one to the lower.
-            const auto width = static_cast<std::size_t>(std::max(n / 2, 1));
-            std::memcpy(plane.at(x, y + row), samples, width);
-            std::memcpy(plane.at(x, y + n + row), samples + n / 2, width);
-        }
-    }
-}
-
 bool Picture::finish() {
     const bool keepsEarlier = !fresh_;
     fresh_ = false;

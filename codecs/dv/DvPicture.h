@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "codecs/dv/DvDecoder.h"
@@ -21,10 +22,37 @@ public:
     // Places of the frame's macroblocks in the order of the stream.
     [[nodiscard]] const MacroblockPlace* places() const { return places_.data(); }
 
-    // Four luma blocks that lie side by side in `samples` (4 * blockSize wide, no gaps) to their places.
-    void placeLuma(const MacroblockPlace& place, const std::uint8_t* samples);
+    // Four luma blocks that lie side by side in `samples` (4 n wide, no gaps) to their places; n is blockSize.
+    template <int n>
+    void placeLuma(const MacroblockPlace& place, const std::uint8_t* samples) {
+        std::uint8_t* to = y_.at(place.x * n / 8, place.y * n / 8);
+        if (!isSquare(place)) {
+            for (int row = 0; row < n; ++row, to += y_.pitch) std::memcpy(to, samples + row * 4 * n, 4 * n);
+            return;
+        }
+        for (int row = 0; row < n; ++row, to += y_.pitch) {
+            std::memcpy(to, samples + row * 4 * n, 2 * n);
+            std::memcpy(to + n * y_.pitch, samples + row * 4 * n + 2 * n, 2 * n);
+        }
+    }
     // One colour block whose rows lie `pitch` apart.
-    void placeColour(const MacroblockPlace& place, bool red, const std::uint8_t* samples, int pitch);
+    template <int n>
+    void placeColour(const MacroblockPlace& place, bool red, const std::uint8_t* samples, int pitch) {
+        Plane& plane = red ? cr_ : cb_;
+        const bool is420 = layout_.sampling == Sampling::Yuv420;
+        std::uint8_t* to = is420 ? plane.at(place.x * n / 16, place.y * n / 16)
+                                 : plane.at(place.x * n / 32, place.y * n / 8);
+        if (is420 || !isSquare(place)) {
+            for (int row = 0; row < n; ++row, to += plane.pitch) std::memcpy(to, samples + row * pitch, n);
+            return;
+        }
+        // The left half belongs to the upper luma blocks, the right one to the lower.
+        constexpr int kHalf = n > 1 ? n / 2 : 1;
+        for (int row = 0; row < n; ++row, to += plane.pitch) {
+            std::memcpy(to, samples + row * pitch, kHalf);
+            std::memcpy(to + n * plane.pitch, samples + row * pitch + n / 2, kHalf);
+        }
+    }
 
     void markDamaged(const MacroblockPlace& place) { damaged_.push_back(place); }
     // Gives the damaged macroblocks their surroundings' colours, unless there is an earlier picture to keep.
@@ -34,14 +62,10 @@ public:
 private:
     struct Plane {
         std::vector<std::uint8_t> bytes;
-        int width = 0, height = 0, pitch = 0;
-        std::uint8_t* at(int x, int y) {
-            return &bytes[static_cast<std::size_t>(y) * static_cast<std::size_t>(pitch) +
-                          static_cast<std::size_t>(x)];
-        }
-        [[nodiscard]] const std::uint8_t* at(int x, int y) const {
-            return const_cast<Plane*>(this)->at(x, y);
-        }
+        int width = 0, height = 0;
+        std::ptrdiff_t pitch = 0;
+        std::uint8_t* at(int x, int y) { return bytes.data() + y * pitch + x; }
+        [[nodiscard]] const std::uint8_t* at(int x, int y) const { return bytes.data() + y * pitch + x; }
     };
     [[nodiscard]] bool isSquare(const MacroblockPlace& place) const {
         return layout_.sampling == Sampling::Yuv420 || place.x >= kSquareColumnX;
