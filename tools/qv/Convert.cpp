@@ -8,6 +8,9 @@
 #include <memory>
 #include <optional>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace qv::cli {
 
 namespace {
@@ -20,7 +23,9 @@ struct Options {
     int toType = DIB_TYPE_AUTO;
     std::optional<int> still;
     std::optional<int> lighten;
+    int quality = 0;
     bool gray = false;
+    bool strip = false;
 };
 
 constexpr struct {
@@ -35,6 +40,32 @@ RECT parseRect(const std::string& text) {
     const bool four = std::sscanf(text.c_str(), "%9d,%9d,%9d,%9d%n", &rect.left, &rect.top, &rect.right,
                                   &rect.bottom, &used) == 4;
     return four && static_cast<size_t>(used) == text.size() ? rect : RECT{1, 1, 0, 0};
+}
+
+// A file by a path that stays good while this object lives, whatever becomes of its name.
+class OpenFile {
+public:
+    explicit OpenFile(const std::string& path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    ~OpenFile() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+private:
+    int descriptor_;
+};
+
+// What turns a picture with this orientation upright after the library turned those that need no mirror.
+bool turnMirrored(CQVDIB& picture, int orientation) {
+    constexpr struct { int orientation, angle; } rows[] = {{2, 0}, {4, 180}, {5, 270}, {7, 90}};
+    for (const auto& row : rows) {
+        if (row.orientation != orientation) continue;
+        mirrorPicture(picture);
+        return row.angle == 0 || picture.RotationFilter(row.angle, 0, nullptr) == 0;
+    }
+    return true;
 }
 
 // One step after the other, in the order in which they make sense on a still: fields, cut, turn, size, colors.
@@ -72,10 +103,19 @@ int work(const Options& options, CQVDIB& picture) {
 
 int convert(const Options& options, const Common& common) {
     if (!canSavePicture(options.out)) return NotSupported;
+    const OpenFile original(options.in); // still there after it was replaced
+    // A reduced decode serves only where every later step works on what it leaves.
+    SIZE atLeast;
+    const bool onlySized = !options.still && options.trim.empty();
+    if (!onlySized || !parseSize(options.size, atLeast)) atLeast = {};
     CQVDIB picture;
-    if (const int code = loadPicture(options.in, picture); code != Done) return code;
+    if (const int code = loadPicture(options.in, picture, atLeast); code != Done) return code;
+    if (options.rotate == "exif" && !turnMirrored(picture, picture.GetOrientation()))
+        return error(Failed, "out of memory");
     if (const int code = work(options, picture); code != Done) return code;
-    if (const int code = savePicture(picture, options.out); code != Done) return code;
+    if (const int code = savePicture(picture, options.out, options.quality); code != Done) return code;
+    // Formats without room for what the picture says of itself simply do not take it.
+    if (!options.strip) picture.CopyProperties(original.path().c_str(), options.out.c_str(), 0);
     if (common.json) {
         printJson({{"file", options.out}, {"width", picture.GetWidth()}, {"height", picture.GetHeight()}});
     } else {
@@ -98,7 +138,14 @@ std::function<int()> setupConvert(CLI::App& app, const Common& common) {
         ->check(CLI::Range(0, 255));
     app.add_option("--trim", options->trim,
                    "Cut out LEFT,TOP,RIGHT,BOTTOM, edges included, rows from the top");
-    app.add_option("--rotate", options->rotate, "Turn clockwise")->check(CLI::IsMember({"90", "180", "270"}));
+    app.add_option("--rotate", options->rotate,
+                   "Turn clockwise; exif: mirrored pictures upright too (turned ones always are)")
+        ->check(CLI::IsMember({"90", "180", "270", "exif"}));
+    app.add_option("--quality", options->quality,
+                   "JPEG 1 to 100 (90), PNG compression 1 to 9 (6), TIFF 1 none, 2 Deflate")
+        ->check(CLI::Range(1, 100));
+    app.add_flag("--strip", options->strip,
+                 "Leave out date, camera and all else that the picture says of itself");
     app.add_option("--size", options->size, "Resize to WIDTHxHEIGHT");
     addFit(app, options->fit);
     const char* const types = "0 by its size, 1 frame shown as 4:3, 2 as 16:9, 3 letterbox, 4 square pixels";

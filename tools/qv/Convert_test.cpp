@@ -115,3 +115,43 @@ TEST(Convert, RefusalsLeaveTheTargetAlone) {
     }
     EXPECT_EQ(convert("in.bmp /nowhere/out.bmp").exitCode, 1);
 }
+
+TEST(Convert, EveryOrientationCanBeTurnedUprightAndWhatThePictureSaysIsKept) {
+    QV_NEEDS_PROGRAM("convert");
+    QV_NEEDS_PROGRAM("exiv2");
+    make("in.bmp", {64, 48});
+    // How the upright picture must be stored for each orientation, by ImageMagick's words.
+    const char* const undo[] = {"-auto-orient", "-flop",       "-rotate 180", "-flip",
+                                "-transpose",   "-rotate 270", "-transverse", "-rotate 90"};
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        SCOPED_TRACE(orientation);
+        std::vector<std::string> command{"convert", picture("in.bmp")};
+        std::istringstream words(undo[orientation - 1]);
+        for (std::string word; words >> word;) command.push_back(word);
+        command.insert(command.end(), {"-quality", "100", picture("turned.jpg")});
+        ASSERT_EQ(qv::test::run(command).exitCode, 0);
+        ASSERT_EQ(
+            qv::test::run({"exiv2", "-Mset Exif.Image.Orientation " + std::to_string(orientation),
+                           "-Mset Exif.Photo.DateTimeOriginal 2005:12:24 12:34:56", picture("turned.jpg")})
+                .exitCode,
+            0);
+        const auto result = convert("turned.jpg upright.jpg --rotate exif --quality 100 --quiet");
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        CQVDIB dib;
+        ASSERT_EQ(dib.Load(picture("upright.jpg").c_str(), 0), 0u);
+        EXPECT_EQ(dib.GetWidth(), 64);
+        EXPECT_EQ(dib.GetOrientation(), dib.GetExifFlag()) << "none is left, which counts as upright";
+        EXPECT_GT(dib.GetPixel(8, 8) & 0xFF, 200u) << "red";
+        EXPECT_GT(dib.GetPixel(56, 8) >> 8 & 0xFF, 200u) << "green";
+        EXPECT_GT(dib.GetPixel(8, 40) >> 16 & 0xFF, 200u) << "blue";
+        SYSTEMTIME time{};
+        EXPECT_EQ(dib.GetDateTimeOriginal(picture("upright.jpg").c_str(), &time), 0);
+        EXPECT_EQ(time.wYear, 2005);
+    }
+    ASSERT_EQ(convert("upright.jpg upright.jpg --gray --quiet").exitCode, 0);
+    CQVDIB dib;
+    SYSTEMTIME time{};
+    EXPECT_EQ(dib.GetDateTimeOriginal(picture("upright.jpg").c_str(), &time), 0) << "onto itself";
+    ASSERT_EQ(convert("upright.jpg plain.png --strip --quiet").exitCode, 0);
+    EXPECT_LT(dib.GetDateTimeOriginal(picture("plain.png").c_str(), &time), 0);
+}

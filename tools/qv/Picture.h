@@ -18,11 +18,15 @@ bool parseSize(const std::string& text, SIZE& size);
 CLI::Option* addFit(CLI::App& app, std::string& name);
 RESIZE_OPTION fitNamed(const std::string& name);
 
-// A picture file as a picture of 24 bits. Done, or says in one line why not.
-int loadPicture(const std::string& path, CQVDIB& picture);
-// Writes a picture; the extension of the path picks the format. Done, or says in one line why not.
-int savePicture(CQVDIB& picture, const std::string& path);
+// A picture file as a picture of 24 bits, turned by its orientation. Done, or says in one line why not. A picture that
+// will be shown at `atLeast` or smaller may come reduced; {} = full size.
+int loadPicture(const std::string& path, CQVDIB& picture, SIZE atLeast = {});
+// Writes a picture; the extension of the path picks the format, the options are the format's. Done, or says in one line
+// why not.
+int savePicture(CQVDIB& picture, const std::string& path, int option1 = 0, int option2 = 0);
 // Whether the extension names a format that savePicture knows; says so in one line when not.
 bool canSavePicture(const std::string& path);
+// Left becomes right, in a picture of 24 bits.
+void mirrorPicture(CQVDIB& picture);
 
 } // namespace qv::cli
