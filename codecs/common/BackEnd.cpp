@@ -12,7 +12,7 @@ const void* openBackEnd(const char* fileName, const char* entry) {
     const std::string path = own.dli_fname;
     const size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-    void* handle = dlopen((folder + fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* handle = dlopen((folder + fileName).c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (!handle) return nullptr;
     const auto function = reinterpret_cast<const void* (*)()>(dlsym(handle, entry));
     return function ? function() : nullptr;

@@ -60,8 +60,8 @@ QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
 
 QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_t* type) {
     try {
+        if (type) *type = 0;
         auto file = qv::DvFile::open(path);
-        *type = 0;
         if (!file) return QV_PLUGIN_FAILED;
         int found = file->isPal() ? kPal : 0;
         if (file->container() == qv::DvContainer::AviType1) found |= kType1;
@@ -69,8 +69,8 @@ QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_
         qv::DvStream stream(std::move(file));
         WAVEFORMATEX sound{};
         if (stream.audioFormat(sound)) found |= kHasSound;
-        *attributes = found;
-        *type = makeFourCC('d', 'v', 's', 'd');
+        if (attributes) *attributes = found;
+        if (type) *type = makeFourCC('d', 'v', 's', 'd');
         return QV_PLUGIN_OK;
     } catch (const std::exception&) {
         return QV_PLUGIN_FAILED;

@@ -1,0 +1,86 @@
+// movie.vcp: every movie but DV, through FFmpeg, which is mapped when the first movie is opened.
+//
+// Investigate answers "MPG1" and "MPG2" for MPEG video, else the code of the video stream, and the attributes
+// of MovieBackEnd.h.
+#include "codecs/common/BackEnd.h"
+#include "codecs/movie/MovieBackEnd.h"
+#include "codecs/movie/MovieKind.h"
+
+#include <array>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace qv::codec;
+
+constexpr const char* kExtensions[] = {"mpg",  "mpeg", "m2p", "vob", "m1v", "m2v", "ts",  "m2t", "mts",
+                                       "m2ts", "asf",  "wmv", "avi", "mov", "mp4", "m4v", "mkv"};
+
+bool isMovie(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) return false;
+    std::array<std::uint8_t, kMovieHeadBytes> head{};
+    struct stat status {};
+    ssize_t got = -1;
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        got = read(descriptor, head.data(), head.size());
+    close(descriptor);
+    return got > 0 && looksLikeMovie({head.data(), static_cast<size_t>(got)});
+}
+
+const MovieBackEnd* backEnd() {
+    static const auto* const table =
+        static_cast<const MovieBackEnd*>(openBackEnd(kMovieBackEndFile, kMovieBackEndEntry));
+    return table;
+}
+
+} // namespace
+
+namespace qv::codec {
+
+std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t mode) {
+    if (!isMovie(path) || !backEnd()) return nullptr;
+    return std::unique_ptr<MovieStream>(backEnd()->open(path, mode));
+}
+
+} // namespace qv::codec
+
+extern "C" {
+
+QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
+    *error = QV_PLUGIN_OK;
+    return std::size(kExtensions);
+}
+
+QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
+    if (index >= std::size(kExtensions)) return QV_PLUGIN_FAILED;
+    std::strcpy(text, kExtensions[index]);
+    return QV_PLUGIN_OK;
+}
+
+QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
+    if (isMovie(path)) *supported = 1;
+    return QV_PLUGIN_OK;
+}
+
+QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_t* type) {
+    if (type) *type = 0;
+    try {
+        int found = 0;
+        uint32_t code = 0;
+        if (!isMovie(path) || !backEnd() || !backEnd()->investigate(path, found, code))
+            return QV_PLUGIN_FAILED;
+        if (attributes) *attributes = found;
+        if (type) *type = code;
+        return QV_PLUGIN_OK;
+    } catch (const std::exception&) {
+        return QV_PLUGIN_FAILED;
+    }
+}
+
+} // extern "C"
