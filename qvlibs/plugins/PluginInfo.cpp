@@ -227,6 +227,7 @@ CPluginInfo* CPluginEnumerator::Next(const char* pattern) {
 }
 
 CPluginInfo* LoadPlugIns(const char* pattern, const char* path) {
+    if (!path) return nullptr;
     CPluginEnumerator all;
     while (std::unique_ptr<CPluginInfo> plugin{all.Next(pattern)}) {
         int supported = 0;
