@@ -106,10 +106,9 @@ int CQVDIB::DrawBitmap(CDC* dc, CRect rect, HBITMAP first, HBITMAP second) {
 
 int CQVDIB::DrawFile(CDC* dc, CRect rect, const char* path) {
     QV_TRACE("CQVDIB");
-    CFile file;
     CQVDIB dib;
     CBitmap bitmap;
-    if (!file.Open(path, CFile::modeRead | CFile::shareDenyWrite) || !dib.Read(&file)) return 0;
+    if (!path || dib.Load(path, 0) != QV_OK) return 0;
     bitmap.Attach(dib.CreateBitmap(dc));
     return DrawBitmap(dc, rect, bitmap.GetSafeHandle(), bitmap.GetSafeHandle());
 }

@@ -1,12 +1,10 @@
 // CQVDIB: a picture in memory.
 //
 // Layout   a 40-byte header, directly behind it the colour table (4 bytes a colour), and the pixel rows,
-// bottom
-//          row first, each padded to 4 bytes. Members that take a row count it from the top.
+//          lowest row first, each padded to 4 bytes. Members that take a row count it from the top.
 // Colours  0x00BBGGRR: red in the low byte. In 24-bit rows they lie as B, G, R.
-// Memory   blocks that an object owns, whether it made or was given them, come from `new unsigned char[]`,
-// the
-//          header with its table in one block; so do blocks that Detach leaves to the caller.
+// Memory   blocks that an object owns, made or given, come from `new unsigned char[]`, the header with its
+//          table in one block; so do blocks that Detach leaves to the caller.
 // Sizes    every member that takes memory refuses negative sizes and more pixels than qv::pixelLimit().
 // Results  each member says its own sense. No member throws.
 // Threads  one at a time per object.
@@ -167,9 +165,8 @@ public:
     // destination's. Each has its own way with the destination's rectangle:
     //   LeadTool     rows from the lowest; nothing outside is touched; flag not used
     //   IPPI24       rows from the top; the rest is cleared; flag 0 cubic, else linear. Without a destination
-    //   the
-    //                result replaces the source, whose buffer must be as large. Where rows are padded a part
-    //                near the end of the buffer may stay at its start.
+    //                the result replaces the source, whose buffer must be as large. Where rows are padded a
+    //                part near the end of the buffer may stay at its start.
     //   Mainconcept  rows from the lowest; the rest is cleared; flag 0 Lanczos, else linear
     // 0 done, 1 for missing buffers and rectangles that are not inside. Methods 3 and 4 are LeadTool, 7 and 8
     // Mainconcept, all others IPPI24. The buffers must not overlap.
