@@ -1,4 +1,5 @@
 // What happens when a process loads and unloads the library, in order.
+#include "qvlibs/classify/SupportCache.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/platform/Registry.h"
 #include "qvlibs/plugins/PluginInfo.h"
@@ -20,10 +21,13 @@ void setTimecodeMode() {
     setTimecodeMode();
     qvLoadPlugIns();
     qvLoadPlugInsPb();
+    qv::openSupportCache();
 }
 
-// On purpose in the order of the start, not the reverse: codecs first.
+// On purpose in the order of the start, not the reverse: codecs first. The cache goes
+// before them, while everything that it reads is there.
 [[gnu::destructor]] void detach() {
+    qv::closeSupportCache();
     qvUnloadPlugIns();
     qvUnloadPlugInsPb();
     qv::registry::closeStore();
