@@ -77,6 +77,9 @@ private:
 bool interrupted();
 
 // The commands, one file each; the table is in Main.cpp.
+std::function<int()> setupCache(CLI::App& app, const Common& common);
+std::function<int()> setupEstimate(CLI::App& app, const Common& common);
+std::function<int()> setupMtv(CLI::App& app, const Common& common);
 std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupConvert(CLI::App& app, const Common& common);
 std::function<int()> setupPlugins(CLI::App& app, const Common& common);

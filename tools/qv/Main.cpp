@@ -14,6 +14,21 @@ namespace {
 using qv::cli::Command;
 
 constexpr Command kCommands[] = {
+    {"cache", "the cache of what is known about files",
+     "  qv cache show           where it is, and how many files each check knows\n"
+     "  qv cache show --json    the same as JSON\n"
+     "  qv cache clear          forgets everything",
+     qv::cli::setupCache},
+    {"estimate", "what fits on a drive, how large an output becomes",
+     "  qv estimate space dv /video               how long a DV capture may become there\n"
+     "  qv estimate space mpeg2 --rate 8000       MPEG-2 at 8000 kbit/s in this folder\n"
+     "  qv estimate size dv --length 01:00:00:00  an hour of DV AVI in megabytes",
+     qv::cli::setupEstimate},
+    {"mtv", "side files of MPEG-2 recordings",
+     "  qv mtv show clip.mpg                              what the recording's side file says\n"
+     "  qv mtv make clip.mpg --row 0 --date 2005-12-24    makes one by a row of the vendor table\n"
+     "  qv mtv link old.mtv renamed.mpg                   links it to the renamed recording",
+     qv::cli::setupMtv},
     {"thumb", "one frame of a movie as a picture",
      "  qv thumb tape.avi -o first.bmp                     the first frame, in square pixels\n"
      "  qv thumb tape.avi -o t.bmp --frame 100 --size 180x120   frame 100 as a 4:3 picture of 180 x 120\n"
