@@ -23,11 +23,15 @@ const std::vector<std::unique_ptr<CPluginInfo>>& PicturePlugIns::codecs() {
 const std::vector<std::unique_ptr<CPbPluginInfo>>& PicturePlugIns::photos() {
     if (photosListed_) return photos_;
     photosListed_ = true;
-    if (!(photoLevel & 1)) return photos_;
-    const CStringList paths = QVTLGetPbPlugIns("*.pbp");
-    for (POSITION at = paths.GetHeadPosition(); at;)
-        photos_.push_back(std::make_unique<CPbPluginInfo>(paths.GetNext(at)));
+    if (photoLevel & 1) listPhotos("*.pbp");
     return photos_;
+}
+
+void PicturePlugIns::listPhotos(const char* pattern) {
+    const CStringList paths = QVTLGetPbPlugIns(pattern);
+    for (POSITION at = paths.GetHeadPosition(); at;) {
+        photos_.push_back(std::make_unique<CPbPluginInfo>(paths.GetNext(at)));
+    }
 }
 
 CPluginInfo* PicturePlugIns::codecFor(const char* path) {

@@ -20,6 +20,8 @@ public:
     const std::vector<std::unique_ptr<CPluginInfo>>& codecs();
     const std::vector<std::unique_ptr<CPbPluginInfo>>& photos();
 
+    void listPhotos(const char* pattern);
+
     // The first codec that says the file is its kind, or null. Stays this object's.
     CPluginInfo* codecFor(const char* path);
 

@@ -251,6 +251,8 @@ public:
     // List the plug-ins now; every member that needs them does so by itself.
     void LoadPlugIns();
     void LoadPlugInsPb();
+    // Adds the picture-property plug-ins whose extension is the last three characters of the pattern, any case.
+    void LoadPlugInsPb2(const char* pattern);
     // As the last Load found them: whether the file has Exif data, and its orientation.
     int GetExifFlag() const { return exifFlag_; }
     int GetOrientation() const { return orientation_; }

@@ -65,6 +65,7 @@ ULONG CQVDIB::SetPluginLevel(int level) {
 
 void CQVDIB::LoadPlugIns() { plugIns().codecs(); }
 void CQVDIB::LoadPlugInsPb() { plugIns().photos(); }
+void CQVDIB::LoadPlugInsPb2(const char* pattern) { plugIns().listPhotos(pattern); }
 
 ULONG CQVDIB::Load(const char* path, int showWait) {
     QV_TRACE("CQVDIB");

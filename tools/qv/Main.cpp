@@ -77,6 +77,8 @@ int runCommands(int argc, char** argv) {
         sub->add_flag("--quiet,-q", common.quiet, "No messages and no progress, only the result and errors");
         sub->footer(std::string("Examples:\n") + command.examples);
         run = command.setup(*sub, common);
+        // The common options may stand behind the words of a command too.
+        for (CLI::App* nested : sub->get_subcommands({})) nested->fallthrough();
         chosen = &command;
     }
     try {

@@ -1,0 +1,68 @@
+// qv mtv, estimate and cache.
+#include "qvlibs/settings/ProfileCtrl.h"
+#include "qvlibs/sidefiles/MtvRecord.h"
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using qv::test::home;
+
+namespace {
+
+qv::test::RunResult qvRun(const std::string& words) {
+    std::vector<std::string> command{qv::test::buildFolder() / "bin" / "qv"};
+    std::istringstream in(words);
+    for (std::string word; in >> word;) command.push_back(word);
+    return qv::test::run(command);
+}
+
+std::string sideFile(const char* name, const char* link) {
+    const std::string path = home() / name;
+    MtvAtrTag* record = MTV_AllocMtv(0x10000, "Maker", link, 0);
+    record->year = 2005, record->month = 12, record->day = 24;
+    EXPECT_EQ(MTV_SaveFile(path.c_str(), record, 0), 0u);
+    MTV_FreeMtv(record, 0);
+    return path;
+}
+
+} // namespace
+
+TEST(MtvCommand, ShowsAndLinks) {
+    QVWriteProfileString("Mtv", "VendorID00", "Maker", 0);
+    const std::string path = sideFile("clip.mtv", "clip.mpg");
+    const auto shown = qvRun("mtv show --json " + path);
+    EXPECT_EQ(shown.exitCode, 0) << shown.err;
+    EXPECT_NE(shown.out.find("\"link\": \"clip.mpg\""), std::string::npos) << shown.out;
+    EXPECT_NE(shown.out.find("\"recorded\": \"2005-12-24T00:00:00\""), std::string::npos);
+    EXPECT_NE(shown.out.find("\"vendorSupported\": true"), std::string::npos);
+    EXPECT_EQ(qvRun("mtv link " + path + " " + (home() / "new.mpg").string()).exitCode, 0);
+    EXPECT_EQ(qvRun("mtv show " + (home() / "new.mpg").string()).exitCode, 0);
+    EXPECT_EQ(qvRun("mtv show " + (home() / "clip.mpg").string()).exitCode, 3);
+    qv::test::writeFile(path, "short");
+    EXPECT_EQ(qvRun("mtv show " + path).exitCode, 5);
+    EXPECT_EQ(qvRun("mtv make " + (home() / "no.mpg").string()).exitCode, 1);
+    EXPECT_EQ(qvRun("mtv make a.mpg --date yesterday").exitCode, 2);
+    EXPECT_NE(qvRun("mtv vendors").out.find("00  Maker"), std::string::npos);
+}
+
+TEST(EstimateCommand, SizesAndSpaces) {
+    EXPECT_EQ(qvRun("estimate size dv --length 00:00:10:00").out, "37.3 MB\n");
+    EXPECT_EQ(qvRun("estimate size pcm --frames 300").out, "1.7 MB\n");
+    EXPECT_EQ(qvRun("estimate size dv --length ten").exitCode, 2);
+    EXPECT_EQ(qvRun("estimate space cheese").exitCode, 2);
+    const auto space = qvRun("estimate space dv --json --quiet " + home().string());
+    EXPECT_EQ(space.exitCode, 0) << space.err;
+    EXPECT_NE(space.out.find("secondsInFreeSpace"), std::string::npos);
+}
+
+TEST(CacheCommand, OnlyTheMainApplicationWrites) {
+    const auto folder = qv::test::makeFolder("cache");
+    QVWriteProfileString("Common", "ImageTemp", folder.c_str(), 0);
+    EXPECT_EQ(qvRun("cache clear").exitCode, 4);
+    QVWriteProfileString("Common", "MainApplication", "qv", 0);
+    EXPECT_EQ(qvRun("cache clear").exitCode, 0);
+    EXPECT_EQ(qv::test::readFile(folder / "QVLibs510.archive").size(), 12u);
+    EXPECT_NE(qvRun("cache show --json").out.find("\"saved\": true"), std::string::npos);
+}
