@@ -34,6 +34,16 @@ constexpr Command kCommands[] = {
      "  qv thumb tape.avi -o t.bmp --frame 100 --size 180x120   frame 100 as a 4:3 picture of 180 x 120\n"
      "  qv thumb show.mpg -o wide.png --at 00:01:00:00 --size 320x180 --fit fill   one minute in, cropped",
      qv::cli::setupThumb},
+    {"sheet", "a page of small pictures out of a movie",
+     "  qv sheet tape.avi -o tape.png                          5 x 5 tiles with timecode and recording date\n"
+     "  qv sheet show.mpg -o show.jpg --columns 8 --rows 4     32 tiles\n"
+     "  qv sheet tape.avi -o big.bmp --tile 360x240 --json     larger ones, and which frames they are",
+     qv::cli::setupSheet},
+    {"info", "what files are",
+     "  qv info tape.avi                codec, size, shape, rate, length, sound, first timecode and date\n"
+     "  qv info --json *.mpg            the same of many files as one JSON list\n"
+     "  qv info letter.txt              nothing that is known: exit code 4",
+     qv::cli::setupInfo},
     {"convert", "a picture into another: cut, turned, resized, cleaned up",
      "  qv convert in.bmp out.bmp --size 720x480 --to-type 1   a still for a 4:3 tape, with bars where "
      "needed\n"

@@ -4,6 +4,7 @@
 #include "qvlibs/image/FitRectangle.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/PluginInfo.h"
+#include "qvlibs/timecode/DvFrameInfo.h"
 #include "qvlibs/timecode/QVTimecode.h"
 
 #include <algorithm>
@@ -71,14 +72,54 @@ std::unique_ptr<Movie> Movie::open(const std::string& path, int& code) {
     std::unique_ptr<Movie> movie(new Movie(path, handle));
     BITMAPINFOHEADER format{};
     if (QVTLAVIGetVideoFormat(handle, &format) == QV_OK) movie->size_ = {format.biWidth, format.biHeight};
-    movie->frames_ = QVTLAVIGetTotalFrames(handle);
     const bool hasRate = QVTLAVIGetVideoRatio(handle, &movie->rate_, &movie->scale_) == QV_OK;
     if (!hasRate || movie->scale_ == 0) movie->rate_ = 0, movie->scale_ = 1;
     const SIZE size = movie->size_;
-    if (size.cx > 0 && size.cy > 0 && std::max(size.cx, size.cy) <= kLargestSide && movie->frames_ > 0)
-        return movie;
+    if (size.cx > 0 && size.cy > 0 && std::max(size.cx, size.cy) <= kLargestSide) return movie;
     code = error(Damaged, path + ": the movie has no picture");
     return nullptr;
+}
+
+LONG Movie::frames() const {
+    if (frames_ < 0) frames_ = std::max(QVTLAVIGetTotalFrames(handle_), 0);
+    return frames_;
+}
+
+bool Movie::isDv() const {
+    ULONG code = 0;
+    if (QVTLAVIGetFccHeader(handle_, &code) != QV_OK) return false;
+    return code == makeFourCC('d', 'v', 's', 'd') || code == makeFourCC('D', 'V', 'S', 'D');
+}
+
+std::string Movie::positionOf(LONG frame) const {
+    const int mode = timecodeMode();
+    return mode == 0 ? std::string() : CQVTimecode(frame, mode).Format(nullptr);
+}
+
+Movie::Tape Movie::tapeOf(LONG frame) const {
+    Tape tape;
+    if (!isDv()) return tape;
+    constexpr ULONG kCompressedBothFields = 0x40000001;
+    std::vector<unsigned char> data(lineBytes(size_.cx) * static_cast<size_t>(size_.cy));
+    const ULONG result = QVTLAVIGetNonCompressedStreamEx2(
+        handle_, frame, data.data(), size_.cx, size_.cy, DIB_TYPE_AUTO, 0, MOVIE_DECODE_DEFAULT,
+        RESIZE_METHOD_DEFAULT, kCompressedBothFields, nullptr, nullptr);
+    if (result != QV_COMPRESSED) return tape;
+    const auto system = size_.cy == 576 ? DvSystem::Pal : DvSystem::Ntsc;
+    const auto info = readDvFrame({data.data(), dvFrameBytes(system)});
+    if (!info) return tape;
+    CString text;
+    if (info->timecode) {
+        text.Format("%02d:%02d:%02d%c%02d", info->timecode->hours, info->timecode->minutes,
+                    info->timecode->seconds, info->timecode->dropFrame ? ';' : ':', info->timecode->frames);
+        tape.timecode = text.str();
+    }
+    if (info->date && info->time) {
+        text.Format("%04d-%02d-%02d %02d:%02d:%02d", info->date->year, info->date->month, info->date->day,
+                    info->time->hours, info->time->minutes, info->time->seconds);
+        tape.recorded = text.str();
+    }
+    return tape;
 }
 
 int Movie::timecodeMode() const {
@@ -154,6 +195,13 @@ bool Movie::picture(LONG frame, const Layout& layout, CQVDIB& out) const {
             3 * static_cast<size_t>(to.Width()));
     }
     return out.Init(CSize(layout.size), 24, pixels.release()) == QV_OK;
+}
+
+int Movie::whyNoFrame(LONG frame) const {
+    if (frame >= 0 && frame < frames())
+        return error(Damaged, path_ + ": frame " + std::to_string(frame) + " cannot be read");
+    return error(NotFound, path_ + ": there is no frame " + std::to_string(frame) + " (0 to " +
+                               std::to_string(frames() - 1) + ")");
 }
 
 } // namespace qv::cli

@@ -31,10 +31,6 @@ int run(const Options& options, const Common& common) {
         frame = movie->frameAt(options.at);
         if (frame < 0) return error(Usage, "\"" + options.at + "\" is no position HH:MM:SS:FF in this movie");
     }
-    if (frame < 0 || frame >= movie->frames()) {
-        return error(NotFound, options.movie + ": there is no frame " + std::to_string(frame) + " (0 to " +
-                                   std::to_string(movie->frames() - 1) + ")");
-    }
     layout.type = static_cast<DIB_TYPE>(options.type);
     layout.fit = fitNamed(options.fit);
     layout.method = static_cast<RESIZE_METHOD>(options.method);
@@ -43,8 +39,7 @@ int run(const Options& options, const Common& common) {
         layout.type = DIB_TYPE_SQUARE;
     }
     CQVDIB picture;
-    if (!movie->picture(frame, layout, picture))
-        return error(Damaged, options.movie + ": frame " + std::to_string(frame) + " cannot be read");
+    if (frame < 0 || !movie->picture(frame, layout, picture)) return movie->whyNoFrame(frame);
     code = savePicture(picture, options.out);
     if (code == Done && common.json) {
         printJson({{"movie", options.movie},

@@ -1,0 +1,123 @@
+#include "tests/support/TestSupport.h"
+
+#include "qvlibs/image/QVDib.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+using namespace qv::test;
+
+namespace {
+
+std::string program() { return buildFolder() / "bin/qv"; }
+
+// A tape of 60 frames, each of a gray that is its number.
+std::string makeTape() {
+    const std::string path = home() / "tape.avi";
+    const auto made = run({"ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i",
+                           "color=black:s=720x480:r=30000/1001,geq=lum='30+3*N':cb=128:cr=128", "-frames:v",
+                           "60", "-c:v", "dvvideo", "-pix_fmt", "yuv411p", path});
+    EXPECT_EQ(made.exitCode, 0) << made.err;
+    return path;
+}
+
+} // namespace
+
+TEST(Sheet, TilesAreEvenlySpacedAndLabelled) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    const std::string tape = makeTape();
+    const std::string out = home() / "sheet.bmp";
+    const auto made = run(
+        {program(), "sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66", "--json"});
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const auto result = nlohmann::json::parse(made.out);
+    ASSERT_EQ(result["tiles"].size(), 6u);
+    CQVDIB page;
+    ASSERT_EQ(page.AttachMapFile(out.c_str(), 1), 1);
+    EXPECT_EQ(page.GetWidth(), result["width"].get<int>());
+    EXPECT_EQ(page.GetHeight(), result["height"].get<int>());
+    const int step = (page.GetHeight() - 4) / 2;
+    for (int i = 0; i < 6; ++i) {
+        SCOPED_TRACE(i);
+        const int frame = result["tiles"][static_cast<size_t>(i)]["frame"];
+        EXPECT_EQ(frame, (2 * i + 1) * 60 / 12);
+        EXPECT_THAT(result["tiles"][static_cast<size_t>(i)]["label"].get<std::string>(),
+                    testing::StartsWith("00:00:0"));
+        const int x = 4 + i % 3 * 92, y = 4 + i / 3 * step;
+        const int gray = static_cast<int>((30 + 3 * frame - 16) * 255 / 219.0);
+        EXPECT_NEAR(static_cast<int>(page.GetPixel(x + 44, y + 33) & 0xFF), gray, 8);
+        int white = 0; // dots of the label
+        for (int dot = 0; dot < 88 * 9; ++dot)
+            white += page.GetPixel(x + dot % 88, y + 67 + dot / 88) == 0xFFFFFF;
+        EXPECT_GT(white, 50);
+    }
+    const std::string first = readFile(out);
+    run({program(), "sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66"});
+    EXPECT_TRUE(readFile(out) == first) << "the same movie gives the same sheet";
+}
+
+TEST(Sheet, BadInputIsOneLineAndLeavesNothing) {
+    writeFile(home() / "text.avi", "no movie");
+    const std::string out = home() / "sheet.bmp";
+    for (const auto& row : {std::pair<std::vector<std::string>, int>{{"text.avi"}, 4},
+                            {{"none.avi"}, 3},
+                            {{"text.avi", "--columns", "0"}, 2},
+                            {{"text.avi", "--tile", "x"}, 2}}) {
+        std::vector<std::string> command = {program(), "sheet", "-o", out, home() / row.first[0]};
+        command.insert(command.end(), row.first.begin() + 1, row.first.end());
+        const auto result = run(command);
+        EXPECT_EQ(result.exitCode, row.second) << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(out));
+    }
+}
+
+TEST(Info, MoviesAreWhatOtherReadersSay) {
+    QV_NEEDS_MEDIA(media);
+    const struct {
+        const char* file;
+        const char* codec;
+        int width, height;
+        const char* shape;
+        int frames;
+        double seconds;
+        const char* timecode;
+        const char* recorded;
+    } rows[] = {
+        {"dv/derived/avi_camcorder_s01_t1.avi", "dvsd", 720, 480, "4:3", 2, 0.066, "00:00:02;17",
+         "2024-07-08 19:55:58"},
+        {"dv/generated/ff_pal_minute_2f.dv", "dvsd", 720, 576, "4:3", 2, 0.08, nullptr, nullptr},
+        {"movies/generated/ff_ntsc_svcd_wide.mpg", "MPG2", 480, 480, "16:9", 18, 0.6, nullptr, nullptr},
+        {"movies/generated/mjt_pal_mpeg2_ps.mpg", "MPG2", 352, 288, "4:3", 25, 1.0, nullptr, nullptr},
+        {"movies/tika/testWMV.wmv", "WMV3", 640, 480, "square pixels", 25, 5.0, nullptr, nullptr},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.file);
+        const auto result = run({program(), "info", "--json", (media / row.file).string()});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        const auto facts = nlohmann::json::parse(result.out).at(0);
+        EXPECT_EQ(facts["kind"], "movie");
+        EXPECT_EQ(facts["codec"], row.codec);
+        EXPECT_EQ(facts["width"], row.width);
+        EXPECT_EQ(facts["height"], row.height);
+        EXPECT_EQ(facts["shape"], row.shape);
+        EXPECT_EQ(facts["frames"], row.frames);
+        EXPECT_NEAR(facts["seconds"].get<double>(), row.seconds, 0.02);
+        if (row.timecode) {
+            EXPECT_EQ(facts["timecode"], row.timecode);
+        }
+        if (row.recorded) {
+            EXPECT_EQ(facts["recorded"], row.recorded);
+        }
+    }
+}
+
+TEST(Info, GoesOnAfterAFileThatIsNothing) {
+    writeFile(home() / "text.txt", "no movie");
+    const auto result = run({program(), "info", "--json", home() / "none", home() / "text.txt", home()});
+    EXPECT_EQ(result.exitCode, 3) << "that of the first failure";
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 3) << result.err;
+    EXPECT_EQ(nlohmann::json::parse(result.out).size(), 0u);
+}
