@@ -1,5 +1,8 @@
 #include "codecs/dv/DvDecoder.h"
 
+#include <cstdio>
+#include <random>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/DvJudge.h"
@@ -88,6 +91,167 @@ TEST(DvDecoder, ReducedSizesAreTheFullOneReduced) {
                 EXPECT_GE(colour.psnr(), 38);
             }
         }
+    }
+}
+
+using Frame = std::vector<std::uint8_t>;
+
+Frame oneFrame(const char* tape) {
+    for (const judge::Tape& one : judge::tapes()) {
+        if (std::string(one.name) == tape) return judge::makeFrames(one, 1).at(0);
+    }
+    return {};
+}
+
+std::vector<std::uint8_t> decoded(Decoder& decoder, const Frame& frame, Reduction reduction,
+                                  DecodeStatus status) {
+    const PictureSize size = pictureSize(frame.size() > 120000, reduction);
+    std::vector<std::uint8_t> bits(static_cast<std::size_t>(3 * size.width * size.height));
+    EXPECT_EQ(decoder.decode(frame, reduction, {.bits = bits.data(), .pitch = 3 * size.width}), status);
+    return bits;
+}
+
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    judge::Distance result;
+    result.add(a.data(), 0, b.data(), 0, static_cast<int>(a.size()), 1);
+    return result.psnr();
+}
+
+constexpr Reduction kReductions[] = {Reduction::Full, Reduction::Half, Reduction::Quarter, Reduction::Eighth};
+
+// A macroblock that is marked as erroneous, was never filled, or is no video at all.
+void damage(Frame& frame, int kind, int sequence, int segment, int macroblock) {
+    std::uint8_t* block = &frame[segmentBlockOffset(sequence, segment, macroblock)];
+    switch (kind) {
+    case 0: block[3] |= 0xF0; break;
+    case 1: block[3] = static_cast<std::uint8_t>(0x70 | (block[3] & 15)); break;
+    case 2: std::fill_n(block, kDifBlockBytes, std::uint8_t{0}); break;
+    default: block[0] = 0x70; break;
+    }
+}
+
+TEST(DvDecoder, DamagedMacroblocksAreConcealed) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    const Frame whole = oneFrame("pal-easy");
+    for (const Reduction reduction : kReductions) {
+        for (int kind = 0; kind < 4; ++kind) {
+            SCOPED_TRACE(std::to_string(static_cast<int>(reduction)) + " / " + std::to_string(kind));
+            Frame frame = whole;
+            damage(frame, kind, 2, 7, 3);
+            Decoder decoder;
+            const auto good = decoded(decoder, whole, reduction, DecodeStatus::Done);
+            const auto kept = decoded(decoder, frame, reduction, DecodeStatus::Concealed);
+            decoder.forget();
+            const auto mended = decoded(decoder, frame, reduction, DecodeStatus::Concealed);
+            // The picture before shows through. At the larger sizes blocks of the same segment lose what they
+            // kept in their neighbours' room.
+            const bool isSmall = reduction == Reduction::Quarter || reduction == Reduction::Eighth;
+            EXPECT_GT(psnr(kept, good), isSmall ? 98 : 40);
+            // Without one before, what the neighbours look like.
+            EXPECT_GT(psnr(mended, good), 28);
+            decoder.forget();
+            EXPECT_EQ(decoded(decoder, frame, reduction, DecodeStatus::Concealed), mended);
+        }
+    }
+}
+
+TEST(DvDecoder, MarksOfTheConcealingPlayerAreNoDamage) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    const Frame whole = oneFrame("ntsc-hard");
+    Frame frame = whole;
+    std::uint8_t* block = &frame[segmentBlockOffset(4, 20, 1)];
+    Decoder decoder;
+    const auto good = decoded(decoder, whole, Reduction::Full, DecodeStatus::Done);
+    for (const int status : {0x2, 0x4, 0x6, 0xA, 0xC, 0xE}) {
+        block[3] = static_cast<std::uint8_t>(status << 4 | (block[3] & 15));
+        EXPECT_EQ(decoded(decoder, frame, Reduction::Full, DecodeStatus::Done), good) << status;
+    }
+}
+
+TEST(DvDecoder, AnyBytesGiveAPictureOrAStatus) {
+    std::mt19937 random(4);
+    Decoder decoder;
+    for (int round = 0; round < 24; ++round) {
+        const bool pal = round & 1;
+        Frame frame(pal ? 144000 : 120000);
+        // All bits alike, codes that run on for ever, zeros without levels, and noise.
+        for (auto& byte : frame) {
+            byte = static_cast<std::uint8_t>(round < 2 ? 0 : round < 4 ? 0xFF : round < 6 ? 0x7E : random());
+        }
+        EXPECT_EQ(identifyFrame(frame).has_value(),
+                  frame[0] >> 5 == 0 && (frame.size() > 120000 || frame[3] < 0x80));
+        frame[0] = 0x1F;
+        frame[3] = pal ? 0xBF : 0x3F;
+        frame[448] = 0xFF;
+        for (int i = 0; i < (pal ? 12 : 10) * 135; ++i) {
+            std::uint8_t* block = &frame[segmentBlockOffset(i / 135, i % 135 / 5, i % 5)];
+            block[0] = 0x90;
+            block[3] &= 0x0F;
+        }
+        for (const Reduction reduction : kReductions)
+            static_cast<void>(decoded(decoder, frame, reduction, DecodeStatus::Done));
+    }
+}
+
+TEST(DvDecoder, RefusesWhatItCannotDecode) {
+    Frame frame(144000);
+    frame[0] = 0x1F;
+    std::vector<std::uint8_t> bits(2160 * 576);
+    const PictureTarget target{.bits = bits.data(), .pitch = -2160};
+    const std::span<const std::uint8_t> all(frame);
+    Decoder decoder;
+    EXPECT_EQ(decoder.decode(all, Reduction::Full, target), DecodeStatus::Concealed) << "a header is enough";
+    EXPECT_EQ(decoder.decode(all.first(119999), Reduction::Full, target), DecodeStatus::NotDv);
+    EXPECT_EQ(decoder.decode(all, Reduction::Full, {.bits = nullptr, .pitch = 2160}),
+              DecodeStatus::BadArgument);
+    EXPECT_EQ(decoder.decode(all, Reduction::Half, {.bits = bits.data(), .pitch = 1079}),
+              DecodeStatus::BadArgument);
+    frame[3] = 0x80;
+    EXPECT_EQ(decoder.decode(all.first(120000), Reduction::Full, target), DecodeStatus::NotDv)
+        << "PAL, cut short";
+    frame[448] = 0x60;
+    frame[451] = 0x04;
+    EXPECT_EQ(decoder.decode(all, Reduction::Full, target), DecodeStatus::NotDv) << "50 Mbit/s";
+    frame[0] = 0x3F;
+    frame[448] = 0;
+    EXPECT_EQ(decoder.decode(all, Reduction::Full, target), DecodeStatus::NotDv) << "starts with subcode";
+}
+
+// Real recordings beside pictures of them made by another decoder and its own way to RGB.
+TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
+    QV_NEEDS_MEDIA(media);
+    QV_NEEDS_PROGRAM("ffmpeg");
+    const struct {
+        const char* frame;
+        const char* picture;
+    } rows[] = {
+        {"dv-toolbox/camcorder_ntsc_frames0-1.dv", "camcorder_ntsc_frames0-1_frame0.png"},
+        {"generated/ff_ntsc_df_minute_3f.dv", "ff_ntsc_df_minute_3f_frame0.png"},
+        {"format-corpus/quicktime_dv-pal-interlaced_f6.dv", "quicktime_dv-pal-interlaced_f6_frame0.png"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.frame);
+        const std::string bytes = test::readFile(media / "dv" / row.frame);
+        const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.data());
+        const auto layout = identifyFrame({first, bytes.size()});
+        ASSERT_TRUE(layout);
+        const Frame frame(first, first + layout->bytes());
+        const std::string picture = (media / "dv/reference" / row.picture).string();
+        const auto reference = test::run({"ffmpeg", "-nostdin", "-loglevel", "error", "-i", picture, "-f",
+                                          "rawvideo", "-pix_fmt", "bgr24", "-"});
+        ASSERT_EQ(reference.out.size(), static_cast<std::size_t>(2160 * layout->height()));
+        Decoder decoder;
+        const auto bits = decoded(decoder, frame, Reduction::Full, DecodeStatus::Done);
+        judge::Distance rgb;
+        rgb.add(bits.data(), 0, reinterpret_cast<const std::uint8_t*>(reference.out.data()), 0,
+                static_cast<int>(bits.size()), 1);
+        std::printf("%s: %.1f dB\n", row.frame, rgb.psnr());
+        judge::Libav libav;
+        Planes theirs;
+        Planes ours;
+        ASSERT_TRUE(libav.decode(frame, theirs));
+        ASSERT_EQ(decoder.decodePlanes(frame, Reduction::Full, ours), DecodeStatus::Done);
+        std::printf("planes %.1f\n", qv::dv::distance(ours, theirs).psnr());
     }
 }
 
