@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "codecs/dv/DvEntropy.h"
+#include "codecs/dv/DvLowTransform.h"
 #include "codecs/dv/DvPicture.h"
 #include "codecs/dv/DvTransform.h"
 

@@ -1,6 +1,5 @@
 #include "codecs/dv/DvDecoder.h"
 
-#include <cstdio>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -217,6 +216,15 @@ TEST(DvDecoder, RefusesWhatItCannotDecode) {
     EXPECT_EQ(decoder.decode(all, Reduction::Full, target), DecodeStatus::NotDv) << "starts with subcode";
 }
 
+std::vector<std::uint8_t> lumaOf(const std::vector<std::uint8_t>& bgr) {
+    std::vector<std::uint8_t> luma;
+    for (std::size_t i = 0; i < bgr.size(); i += 3) {
+        luma.push_back(
+            static_cast<std::uint8_t>((114 * bgr[i] + 587 * bgr[i + 1] + 299 * bgr[i + 2] + 500) / 1000));
+    }
+    return luma;
+}
+
 // Real recordings beside pictures of them made by another decoder and its own way to RGB.
 TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
     QV_NEEDS_MEDIA(media);
@@ -224,10 +232,12 @@ TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
     const struct {
         const char* frame;
         const char* picture;
+        double luma, rgb;
     } rows[] = {
-        {"dv-toolbox/camcorder_ntsc_frames0-1.dv", "camcorder_ntsc_frames0-1_frame0.png"},
-        {"generated/ff_ntsc_df_minute_3f.dv", "ff_ntsc_df_minute_3f_frame0.png"},
-        {"format-corpus/quicktime_dv-pal-interlaced_f6.dv", "quicktime_dv-pal-interlaced_f6_frame0.png"},
+        {"dv-toolbox/camcorder_ntsc_frames0-1.dv", "camcorder_ntsc_frames0-1_frame0.png", 43, 40},
+        {"generated/ff_ntsc_df_minute_3f.dv", "ff_ntsc_df_minute_3f_frame0.png", 43, 26},
+        {"format-corpus/quicktime_dv-pal-interlaced_f6.dv", "quicktime_dv-pal-interlaced_f6_frame0.png", 40,
+         29},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.frame);
@@ -242,16 +252,10 @@ TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
         ASSERT_EQ(reference.out.size(), static_cast<std::size_t>(2160 * layout->height()));
         Decoder decoder;
         const auto bits = decoded(decoder, frame, Reduction::Full, DecodeStatus::Done);
-        judge::Distance rgb;
-        rgb.add(bits.data(), 0, reinterpret_cast<const std::uint8_t*>(reference.out.data()), 0,
-                static_cast<int>(bits.size()), 1);
-        std::printf("%s: %.1f dB\n", row.frame, rgb.psnr());
-        judge::Libav libav;
-        Planes theirs;
-        Planes ours;
-        ASSERT_TRUE(libav.decode(frame, theirs));
-        ASSERT_EQ(decoder.decodePlanes(frame, Reduction::Full, ours), DecodeStatus::Done);
-        std::printf("planes %.1f\n", qv::dv::distance(ours, theirs).psnr());
+        const std::vector<std::uint8_t> other(reference.out.begin(), reference.out.end());
+        // Colour edges are widened in another way there, so luma is compared closely and colour loosely.
+        EXPECT_GT(psnr(lumaOf(bits), lumaOf(other)), row.luma);
+        EXPECT_GT(psnr(bits, other), row.rgb);
     }
 }
 

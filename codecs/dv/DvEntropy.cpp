@@ -87,39 +87,43 @@ constexpr StepTable kSteps;
 constexpr std::uint32_t kFirstPosition = 64;
 constexpr std::uint32_t kFieldModePositions = 256;
 constexpr std::uint32_t kPastEnd = 0x80;
-constexpr std::uint32_t kPositions = 2 * kFieldModePositions;
 
+template <std::size_t kCount>
 struct PlaceTable {
-    std::array<std::uint16_t, kPositions> at{};
+    std::array<std::uint16_t, kCount> places{};
 
-    constexpr explicit PlaceTable(std::uint16_t beyond) { at.fill(beyond); }
-    constexpr void set(std::size_t mode, std::size_t position, int place) {
-        at[mode * kFieldModePositions + position] = static_cast<std::uint16_t>(place);
+    constexpr explicit PlaceTable(std::uint16_t beyond) { places.fill(beyond); }
+    constexpr void set(std::size_t position, int place) {
+        places[position] = static_cast<std::uint16_t>(place);
     }
+    // The last entry is one of those beyond the end: all bits set lead there.
+    constexpr std::uint16_t at(std::uint32_t state) const { return places[state % kCount]; }
 };
-constexpr PlaceTable makePlaces() {
-    PlaceTable table(8 * kColumnStride);
+constexpr auto makePlaces() {
+    PlaceTable<2 * kFieldModePositions> table(8 * kColumnStride);
     for (std::size_t mode = 0; mode < 2; ++mode) {
         for (std::size_t i = 1; i < 64; ++i) {
             const int at = (mode ? kScan248 : kScan88)[i];
-            table.set(mode, kFirstPosition + i, at % 8 * kColumnStride + at / 8);
+            table.set(mode * kFieldModePositions + kFirstPosition + i, at % 8 * kColumnStride + at / 8);
         }
     }
     return table;
 }
-constexpr PlaceTable kPlaces = makePlaces();
+constexpr auto kPlaces = makePlaces();
 
-// Positions in the scans (8x8, 2-4-8) of the values for a quarter of the size: across, down, both, third across,
-// third down. A lane's first position is such that bit 7 is set behind the last one wanted; slot 6 takes what is
-// not.
+// --- For a quarter of the size. Positions in the scans (8x8, 2-4-8) of what is wanted: across, down, both, third
+// across, third down. The last of them is at position 127; bit 9 tells the transform, so that a lane may take a
+// few codes more than it needs. Slot 6 takes what is not wanted.
 constexpr std::uint32_t kLowScan[2][5] = {{1, 2, 4, 6, 9}, {2, 4, 8, 18, 12}};
+constexpr std::uint32_t kLowFieldMode = 512;
+constexpr std::uint32_t kLowPastEnd = 0x180;
 struct LowScan {
-    std::uint32_t first[2]; // position of the DC value
-    PlaceTable places{6};
+    std::uint32_t first[2]; // state at the DC value
+    PlaceTable<2 * kLowFieldMode> places{6};
     constexpr LowScan(int wanted, std::uint32_t last88, std::uint32_t last248)
-        : first{127 - last88, 127 - last248} {
+        : first{127 - last88, kLowFieldMode + 127 - last248} {
         for (std::size_t mode = 0; mode < 2; ++mode) {
-            for (int i = 0; i < wanted; ++i) places.set(mode, first[mode] + kLowScan[mode][i], i + 1);
+            for (int i = 0; i < wanted; ++i) places.set(first[mode] + kLowScan[mode][i], i + 1);
         }
     }
 };
@@ -195,27 +199,29 @@ struct Lane {
 
 // Reads the code at the top of the window, if it can. Free of branches, so that several lanes overlap. The
 // result is 0 when nothing was read; a level is then written where it does no harm.
+template <class Places>
 QVDV_INLINE std::uint32_t step(std::uint64_t& window, std::uint32_t& state, std::int16_t* values,
-                               const PlaceTable& places) {
+                               const Places& places) {
     const std::size_t index = window >> (64 - kShortBits);
     std::uint32_t move = kSteps.moves[index];
     const auto stopped = static_cast<std::uint32_t>(static_cast<std::int32_t>(state + move) >> 31);
     move &= ~stopped;
     state += move;
     window <<= (move >> 16) & 63;
-    values[places.at[(state | stopped) % kPositions]] = kSteps.levels[index];
+    values[places.at(state | stopped)] = kSteps.levels[index];
     QVDV_IN_ORDER();
     return move;
 }
 
 // Reads one of the long codes, which steps cannot, if it is there.
-QVDV_INLINE bool readLongCode(Lane& lane, const PlaceTable& places) {
+template <class Places>
+QVDV_INLINE bool readLongCode(Lane& lane, const Places& places) {
     if (lane.window < kLongFrom) return false;
     const Code& code = kCodes.at[kShortCodes + ((lane.window >> 48) & 0x7FF)];
     if (code.length > lane.left()) return false;
     lane.state += static_cast<std::uint32_t>(code.length << 16 | code.advance);
     lane.window <<= code.length;
-    lane.values[places.at[lane.state % kPositions]] = code.level;
+    lane.values[places.at(lane.state)] = code.level;
     return true;
 }
 
@@ -437,27 +443,28 @@ QVDV_INLINE void readLow(const std::uint8_t* area, int bytes, int quantisation, 
     std::int16_t values[count][8] = {};
     for (int i = 0; i < count; ++i, area += bytes) {
         const std::uint64_t head = big64(area);
-        const BlockKind kind = kindOf(head, quantisation);
-        out[i].kind = kind;
+        out[i].kind = kindOf(head, quantisation);
         values[i][0] = dcOf(head);
         lanes[i].window = head << kHeaderBits | static_cast<std::uint64_t>(area[8]) << 4 | area[9] >> 4;
-        lanes[i].state = kind.fieldMode * kFieldModePositions + scan.first[kind.fieldMode];
+        lanes[i].state = scan.first[out[i].kind.fieldMode];
         lanes[i].setLeft(64);
         lanes[i].values = values[i];
     }
+    // Four codes of each are all that most blocks need, so that the loop ends where the processor expects it.
     for (bool again = true; again;) {
-        std::uint32_t moved = 1;
-        while (moved) {
-            moved = 0;
+        std::uint32_t moved[count];
+        for (int round = 0; round < 4; ++round) {
             for (int i = 0; i < count; ++i) {
-                // Behind the last value that is wanted a lane waits as if it had no bits.
-                lanes[i].state |= lanes[i].state & kPastEnd ? 0x7FFF0000u : 0;
-                moved |= step(lanes[i].window, lanes[i].state, values[i], scan.places);
+                moved[i] = step(lanes[i].window, lanes[i].state, values[i], scan.places);
             }
         }
         again = false;
-        for (int i = 0; i < count; ++i)
-            again |= !(lanes[i].state & kPastEnd) && readLongCode(lanes[i], scan.places);
+        for (int i = 0; i < count; ++i) {
+            if (lanes[i].state & kLowPastEnd)
+                lanes[i].window = std::uint64_t{kEndOfBlock} << 60; // reads no further
+            else
+                again |= moved[i] || readLongCode(lanes[i], scan.places);
+        }
     }
     for (int i = 0; i < count; ++i) {
         const std::int16_t* v = values[i];

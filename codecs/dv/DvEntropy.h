@@ -27,9 +27,10 @@ inline constexpr int kBlockStride = 8;
 }
 
 // How the values of a block are to be read.
+inline constexpr std::size_t kStepRows = 44; // 22 of the standard's table, and the same doubled
 struct BlockKind {
     std::uint8_t fieldMode = 0; // 1: 2-4-8 transform
-    std::uint8_t step = 0;      // row of the table of steps (0..43, DvTransform.h)
+    std::uint8_t step = 0;      // row of the table of steps
 };
 
 // One segment as it comes out of the codes: values before they are multiplied with step and weight.

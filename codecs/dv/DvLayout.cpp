@@ -37,14 +37,6 @@ std::optional<FrameLayout> identifyFrame(std::span<const std::uint8_t> dif) {
     return layout;
 }
 
-std::size_t segmentBlockOffset(int sequence, int segment, int macroblock) {
-    // Six blocks of header, subcode and auxiliary data, then nine times one audio and fifteen video blocks.
-    const int video = segment * kMacroblocksPerSegment + macroblock;
-    const int block = 6 + video / 15 * 16 + 1 + video % 15;
-    return static_cast<std::size_t>(sequence) * kDifSequenceBytes +
-           static_cast<std::size_t>(block) * kDifBlockBytes;
-}
-
 MacroblockPlace macroblockPlace(const FrameLayout& layout, int sequence, int segment, int macroblock) {
     const int superRow = (sequence + kSuperRowStep[macroblock]) % layout.sequences;
     const int superColumn = kSuperColumn[macroblock];

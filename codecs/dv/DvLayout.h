@@ -37,7 +37,12 @@ struct FrameLayout {
 
 // Offset of the first of the five DIF blocks (lying one after another, except that an audio block stands
 // between every fifteen video blocks) of a video segment.
-[[nodiscard]] std::size_t segmentBlockOffset(int sequence, int segment, int macroblock);
+[[nodiscard]] inline std::size_t segmentBlockOffset(int sequence, int segment, int macroblock) {
+    // Six blocks of header, subcode and auxiliary data, then nine times one audio and fifteen video blocks.
+    const auto video = static_cast<std::size_t>(segment * kMacroblocksPerSegment + macroblock);
+    const std::size_t block = 6 + video / 15 * 16 + 1 + video % 15;
+    return static_cast<std::size_t>(sequence) * kDifSequenceBytes + block * kDifBlockBytes;
+}
 
 // Upper left luma sample of a macroblock in the full-size picture. In 4:1:1 its four luma blocks lie side by
 // side (32 x 8), except in the last column of the picture, where they form a square as they always do in

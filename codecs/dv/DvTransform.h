@@ -24,14 +24,8 @@ void transformSegmentPlain(const SegmentLevels& levels, int n, SegmentSamples& o
 // more in damaged frames, whose values may be larger than any picture's.
 void transformSegment(const SegmentLevels& levels, int n, SegmentSamples& out);
 
-// A quarter of the size: the 2 x 2 samples of one block, row after row.
-void transformLow(const LowValues& values, std::uint8_t* out);
-// An eighth: the one sample of a block.
-[[nodiscard]] std::uint8_t transformDc(std::int16_t dc);
-
 // What the two share. A step is by step row (0..43) and area of the scan; area 4 is the DC value, whose step
 // is 4. Values times step times weight give the coefficients of an orthonormal transform.
-inline constexpr int kStepRows = 44;
 inline constexpr int kDcArea = 4;
 [[nodiscard]] int stepOf(int stepRow, int area);
 // Area and inverse weight by transform (0: 8x8, 1: 2-4-8) and place in the block.

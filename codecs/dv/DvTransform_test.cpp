@@ -6,6 +6,8 @@
 #include <memory>
 #include <random>
 
+#include "codecs/dv/DvLowTransform.h"
+
 namespace qv::dv {
 namespace {
 
