@@ -3,6 +3,7 @@
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/DibTools.h"
+#include "qvlibs/image/FrameTools.h"
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/platform/Components.h"
 #include "qvlibs/platform/Processor.h"
@@ -220,6 +221,11 @@ ULONG DEDVDIBtoDIF(CQVDIB* dib, unsigned char* dif) {
 ULONG DEDVAddSubcodeInformation(unsigned char* /*dif*/, unsigned char* /*a*/, unsigned char* /*b*/) {
     QVTL_TRACE();
     return QV_OK;
+}
+
+ULONG DEDVInterToNoninter(CQVDIB* image, WORD mode) {
+    QVTL_TRACE();
+    return QVTLInterToNoninter(image, mode);
 }
 
 CQVDIB* DEDVResizeDIB(CQVDIB* source, CSize size, int option, DIB_TYPE srcType, DIB_TYPE dstType,

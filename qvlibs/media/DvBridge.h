@@ -55,6 +55,7 @@ QVLIBS_API ULONG DEDVDIBtoDIF(CQVDIB* dib, unsigned char* dif);
 
 // Nothing is added: always 0.
 QVLIBS_API ULONG DEDVAddSubcodeInformation(unsigned char* dif, unsigned char* a, unsigned char* b);
-// QVTLResizeDIBEx under its other name.
+// QVTLInterToNoninter and QVTLResizeDIBEx under their other names.
+QVLIBS_API ULONG DEDVInterToNoninter(CQVDIB* image, WORD mode);
 QVLIBS_API CQVDIB* DEDVResizeDIB(CQVDIB* source, CSize size, int option, DIB_TYPE srcType, DIB_TYPE dstType,
                                  RESIZE_METHOD method);

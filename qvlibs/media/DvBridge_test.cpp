@@ -223,6 +223,8 @@ TEST(DvBridge, PicturesThatAreNoFramesAreRefused) {
     frame[3] = 0xBF;
     EXPECT_EQ(DEDVDIFtoDIB(frame.data(), {720, 480}, 24), nullptr);
     EXPECT_EQ(DEDVDIFtoDIB(nullptr, {720, 480}, 24), nullptr);
+    EXPECT_EQ(DEDVInterToNoninter(nullptr, 1), 1u);
+    EXPECT_EQ(DEDVInterToNoninter(soft(480).get(), 0x11), 0u);
     EXPECT_EQ(DEDVCodecProperty(nullptr, nullptr, nullptr, nullptr), 9u);
     EXPECT_EQ(DEDVLoadCodec("any") | DEDVUnloadCodec() | DEDVAddSubcodeInformation(nullptr, nullptr, nullptr),
               0u);
