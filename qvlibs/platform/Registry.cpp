@@ -114,6 +114,11 @@ Result resultOf(int code) {
     return code == SQLITE_NOTFOUND ? NotFound : Denied;
 }
 
+Result refused() {
+    Store::instance().refuseWrite();
+    return BadName;
+}
+
 // SQLITE_ROW when the key is there (its path as it is spelt in `stored`), else SQLITE_DONE.
 int findKey(int hive, const std::string& path, std::string* stored) {
     Running select(Query::SelectKey, hive, {path});
@@ -204,7 +209,7 @@ bool keyExists(HKEY root, std::string_view path) {
 
 Result createKey(HKEY root, std::string_view path) {
     const KeyName key = nameOf(root, path);
-    if (!key.valid) return BadName;
+    if (!key.valid) return refused();
     return resultOf(Store::instance().write([&] {
         std::string made = key.path;
         return together([&] { return makeKey(key.hive, made); });
@@ -255,7 +260,7 @@ int readInto(HKEY root, std::string_view path, std::string_view name, void* buff
 Result writeValue(HKEY root, std::string_view path, std::string_view name, Type type,
                   std::string_view bytes) {
     const KeyName key = nameOf(root, path);
-    if (!key.valid || name.size() > kMostInName || bytes.size() > kMostInValue) return BadName;
+    if (!key.valid || name.size() > kMostInName || bytes.size() > kMostInValue) return refused();
     return resultOf(Store::instance().write([&] {
         const int code = putValue(key, name, type, bytes);
         if (code != SQLITE_NOTFOUND) return code;

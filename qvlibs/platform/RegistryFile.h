@@ -11,6 +11,11 @@ namespace qv::registry {
 
 constexpr int kStoreVersion = 1; // the file's user_version
 
+// An SQLite code that says damage, or a file that is no registry.
+[[nodiscard]] inline bool isDamage(int code) {
+    return (code & 0xFF) == SQLITE_CORRUPT || (code & 0xFF) == SQLITE_NOTADB;
+}
+
 // Makes an empty store under this name unless one is there, with its folder. It appears whole or not at all;
 // when several processes try, one file wins. Logs that a removed store left behind are removed.
 [[nodiscard]] bool createStoreFile(const std::string& path);

@@ -46,11 +46,6 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
 
 } // namespace
 
-bool isDamage(int code) {
-    const int kind = code & 0xFF;
-    return kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB;
-}
-
 // Never destroyed: the library may be asked while the process ends.
 Store& Store::instance() {
     static Store* const store = new Store;
@@ -194,6 +189,11 @@ int Store::write(const std::function<int()>& work) {
         if (isGood(code) && depth_ == 0 && !isStillThere() && attempt + 1 < kAttempts) continue;
         return code;
     }
+}
+
+void Store::refuseWrite() {
+    const std::lock_guard guard(mutex_);
+    broken_ = true;
 }
 
 int Store::prepare(Query query, sqlite3_stmt*& statement) {

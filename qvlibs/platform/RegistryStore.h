@@ -44,6 +44,8 @@ public:
         }
     }
     int write(const std::function<int()>& work);
+    // A write that was not even tried: the transaction it belongs to fails with it.
+    void refuseWrite();
 
     // A statement of this file, kept for the next call. Reset it after use: it holds a lock until then.
     int prepare(Query query, sqlite3_stmt*& statement);
@@ -86,8 +88,5 @@ private:
     bool damaged_ = false;   // its file is damaged
     std::string reported_;   // the last message, so that it is not said at every call
 };
-
-// Damage, or a file that is no registry.
-[[nodiscard]] bool isDamage(int code);
 
 } // namespace qv::registry

@@ -158,8 +158,13 @@ TEST(Registry, TransactionsAreWhole) {
     {
         Transaction all(Transaction::Writing);
         put("T", "old", 4);
-        EXPECT_EQ(writeValue(HKEY_LOCAL_MACHINE, std::string(300, 'x'), "", Type::Text, ""), BadName);
         EXPECT_TRUE(all.commit());
+    }
+    {
+        Transaction all(Transaction::Writing);
+        put("T", "old", 9);
+        EXPECT_EQ(writeValue(HKEY_LOCAL_MACHINE, std::string(300, 'x'), "", Type::Text, ""), BadName);
+        EXPECT_FALSE(all.commit());
     }
     EXPECT_EQ(get("T", "old"), 4);
     // A process that dies inside one leaves nothing of it.

@@ -9,13 +9,13 @@
 namespace qv {
 
 // The registry root of the store, at most 259 bytes.
-[[nodiscard]] const std::string& profileRoot();
+[[nodiscard]] QVLIBS_API const std::string& profileRoot();
 // The name of the value in "Common" whose bit 0 says PAL.
-[[nodiscard]] const std::string& systemInfoName();
+[[nodiscard]] QVLIBS_API const std::string& systemInfoName();
 // The registry root under which the calling application keeps its own section "Settings".
-[[nodiscard]] const std::string& applicationName();
+[[nodiscard]] QVLIBS_API const std::string& applicationName();
 
 // Where a section lies: root\section, or root\prefix\NNNN for a numbered record.
-[[nodiscard]] std::string sectionPath(std::string_view root, std::string_view section);
+[[nodiscard]] QVLIBS_API std::string sectionPath(std::string_view root, std::string_view section);
 
 } // namespace qv

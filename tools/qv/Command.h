@@ -85,6 +85,7 @@ std::function<int()> setupSheet(CLI::App& app, const Common& common);
 std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupConvert(CLI::App& app, const Common& common);
 std::function<int()> setupPlugins(CLI::App& app, const Common& common);
+std::function<int()> setupSettings(CLI::App& app, const Common& common);
 std::function<int()> setupTc(CLI::App& app, const Common& common);
 
 } // namespace qv::cli

@@ -61,6 +61,11 @@ constexpr Command kCommands[] = {
      "  qv tc label 17982 --mode df            00:10:00:00\n"
      "  qv tc diff 10:00:00:00 09:59:58:12     48 (30 frames a second, or 25 on a PAL system)",
      qv::cli::setupTc},
+    {"settings", "the settings: look, change, carry over, check",
+     "  qv settings list Common                        what is stored of the common settings\n"
+     "  qv settings set Common LiveFeedFPS 25          stores a number; get prints it again\n"
+     "  qv settings export -o mine.txt                 all of them as text; qv settings import mine.txt",
+     qv::cli::setupSettings},
 };
 
 // The part of the program that may throw: a broken option table is our own mistake, but a command may run out
