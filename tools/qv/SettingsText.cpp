@@ -198,6 +198,14 @@ std::string normalised(std::string_view path) {
     return out;
 }
 
+// What stands before a remark, which starts with # outside the quotes.
+std::string_view withoutRemark(std::string_view text) {
+    std::string_view rest = text;
+    if (text.starts_with('"') && !takeQuoted(rest)) return text;
+    const size_t quotes = text.starts_with('"') ? text.size() - rest.size() : 0;
+    return text.substr(0, text.find('#', quotes));
+}
+
 struct Parser {
     SettingsParse result;
     int line = 0;
@@ -234,7 +242,7 @@ struct Parser {
         }
         text = trimmed(text);
         if (!text.starts_with('=')) return fail("there is no = behind the name");
-        auto value = parseValue(text.substr(1));
+        auto value = parseValue(withoutRemark(trimmed(text.substr(1))));
         if (!value) return fail("the value is no number, \"text\", TRUE, FALSE, binary or type");
         if (result.keys.empty()) return fail("a value stands before the first section");
         result.keys.back().values.push_back({std::move(name), std::move(*value)});

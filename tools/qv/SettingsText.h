@@ -1,6 +1,6 @@
 // Settings as text: what `qv settings export` writes and `qv settings import` reads.
 //
-//   # a comment
+//   # a remark, also behind a value
 //   [Common]                      a section, below the root of the settings
 //   GUIIconSizeX = 80             a number: -2147483648 to 4294967295, or 0x...
 //   LastDirName = "/tapes"        a text; \\ \" \n \r \t and \xHH stand for bytes

@@ -1,5 +1,6 @@
 #include "qvlibs/platform/Registry.h"
 #include "qvlibs/settings/ProfileCtrl.h"
+#include "qvlibs/settings/QVENVMGR.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -150,6 +151,25 @@ TEST(SettingsCommand, ImportIsAllOrNothing) {
     qv::test::writeFile(file, "[Common]\nGUIIconSizeX = 5\n");
     EXPECT_EQ(settings({"import", file, "--replace"}).exitCode, 0);
     EXPECT_EQ(settings({"list"}).out, "Common\n  GUIIconSizeX = 5\n");
+}
+
+// The record of the documentation, as a user would copy it.
+TEST(SettingsCommand, TheDocumentedCamcorderCanBeImported) {
+    const std::string page = qv::test::readFile(QV_SETTINGS_PAGE);
+    const auto first = page.find("    [Common]\n    NumOfModel"),
+               end = page.find("    qv settings import", first);
+    ASSERT_NE(end, std::string::npos);
+    const auto file = (qv::test::home() / "camera.txt").string();
+    qv::test::writeFile(file, page.substr(first, end - first));
+    const auto result = settings({"import", file});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const CQVEnvironment environment;
+    ASSERT_EQ(environment.m_lstModel.GetCount(), 1);
+    const auto* model = static_cast<CQVModelInformation*>(environment.m_lstModel.GetHead());
+    EXPECT_STREQ(model->m_strName, "My camcorder");
+    EXPECT_EQ(model->VendorId(), 0x080046u);
+    EXPECT_EQ(model->m_nRecStart, 28);
+    EXPECT_EQ(model->m_nSlowCommand, 38); // its maker's
 }
 
 TEST(SettingsCommand, DoctorSaysWhatItFindsAndRepairsOnlyWhenAsked) {
