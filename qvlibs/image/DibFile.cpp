@@ -51,7 +51,7 @@ bool mayReplace(const char* path, CFileException& error) {
 
 } // namespace
 
-bool CQVDIB::readFrom(CFile& file) {
+bool CQVDIB::readFrom(CFile& file, Pixels pixels) {
     BYTE fileHeader[qv::kBmpFileHeaderSize], info[kHeaderSize];
     if (file.Read(fileHeader, sizeof fileHeader) != sizeof fileHeader) return false;
     const std::uint64_t stored = std::uint64_t{pixelOffset(fileHeader)} - qv::kBmpFileHeaderSize;
@@ -68,8 +68,11 @@ bool CQVDIB::readFrom(CFile& file) {
     const auto tableBytes = static_cast<unsigned>(stored - kHeaderSize);
     if (file.Read(reinterpret_cast<BYTE*>(header_) + kHeaderSize, tableBytes) != tableBytes) return false;
     ComputeMetrics();
+    if (pixels == Pixels::AllThere && file.GetLength() - file.GetPosition() < __int64{imageSize_})
+        return false;
     if (!allocatePixels()) return false;
     const unsigned got = file.Read(bits_, imageSize_);
+    if (pixels == Pixels::AllThere && got < imageSize_) return false;
     std::memset(bits_ + got, 0, static_cast<size_t>(knownRoom_) - got);
     ComputePaletteSize(header_->biBitCount);
     MakePalette();

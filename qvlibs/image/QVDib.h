@@ -25,6 +25,8 @@
 class CArchive;
 class CDC;
 class CWnd;
+class IStorage;
+class IStream;
 
 namespace qv {
 struct DibView;
@@ -216,6 +218,23 @@ public:
     int Save(const char* path);
     void Serialize(CArchive& archive) override;
 
+    // Pictures in compound files (platform/Storage.h): an element is a storage under `root` that holds the
+    // picture with the time and size of the file that it stands for. 0 done, 1 failed.
+
+    // Takes effect whole and at once, or not at all; other changes that are open under the root take effect
+    // with it. An element of that name is an error unless `replace` says otherwise. `info` is not used.
+    ULONG WriteToStg(IStorage* root, const char* name, LONG time, LONG sizeLow, LONG sizeHigh, LONG info,
+                     int replace);
+    // A failure leaves the image as it was when there is no such picture, and empty when it is damaged. An
+    // element whose format value is 1 holds no picture: 0, and the image stays as it was.
+    ULONG ReadFromStg(IStorage* root, const char* name);
+    static ULONG DestroyElementStorage(IStorage* root, const char* name);
+    // Bytes that are missing count as 0. Sizes: an element without the lower half leaves that value alone.
+    static ULONG ReadFileTimeFromStg(IStorage* root, const char* name, LONG* time);
+    static ULONG ReadFileSizeFromStg(IStorage* root, const char* name, LONG& sizeLow, LONG& sizeHigh);
+    // Shows what a status means through the message handler. Always 0.
+    static ULONG ErrorMessageBox(LONG status);
+
     // Becomes a movie's frame at the given size, fitted by its shape: 1 done; 0 when the movie cannot be
     // opened, the frame cannot be read (nor the next one), or the size is refused.
     int ReadDIB(const char* moviePath, LONG frame, CSize size);
@@ -292,7 +311,10 @@ private:
     [[nodiscard]] bool allocateHeader(std::uint64_t size);
     [[nodiscard]] bool allocatePixels(); // for the header's rows, not filled
     bool adopt(void* packedDib, std::uint64_t size);
-    bool readFrom(CFile& file);
+    enum class Pixels { AllThere, MissingAreBlack };
+    bool readFrom(CFile& file, Pixels pixels = Pixels::MissingAreBlack);
+    bool readStored(IStream* stream); // these two take over the reference
+    bool writeStored(IStream* stream);
     // A new image of this size with pixels that are not filled; false, and empty, when it cannot be made.
     [[nodiscard]] bool makePixels(CSize size, int bitCount);
     // Becomes the size and depth of `from` and owns its pixels, which must be its own.

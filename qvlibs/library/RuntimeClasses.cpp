@@ -1,6 +1,7 @@
 // The classes that can be created by name. It stands here because only this folder may include all of them.
 #include "qvlibs/framework/Object.h"
 #include "qvlibs/image/QVDib.h"
+#include "qvlibs/image/QVStreamFile.h"
 #include "qvlibs/settings/CaptureRecords.h"
 #include "qvlibs/timecode/QVTimecode.h"
 
@@ -11,6 +12,7 @@ namespace {
 constexpr const CRuntimeClass* kClasses[] = {
     &CDEDUClip::classCDEDUClip,
     &CQVDIB::classCQVDIB,
+    &CQVStreamFile::classCQVStreamFile,
     &CQVTimecode::classCQVTimecode,
     &CQVTimecodeSpan::classCQVTimecodeSpan,
 };
