@@ -120,7 +120,7 @@ private:
     void checkStream(const Entry& entry, const std::string& what) {
         const std::uint64_t size = entry.size(file_.isWide());
         if (size == 0) return;
-        const bool small = size < file_.header().miniCutoff;
+        const bool small = size < kMiniCutoff;
         const std::uint64_t unit = small ? kMiniSize : file_.header().sectorSize();
         const std::uint64_t count = small ? takePieces(entry.start(), what) : takeChain(entry.start(), what);
         const std::uint64_t needed = (size + unit - 1) / unit;

@@ -165,7 +165,7 @@ HRESULT File::releaseContent(EntryId stream) {
     QV_STG_TRY(directory_->read(stream, entry));
     const std::uint64_t size = entry.size(isWide());
     if (size == 0) return S_OK;
-    if (size < header_.miniCutoff) {
+    if (size < kMiniCutoff) {
         QV_STG_TRY(mini_->release(entry.start()));
     } else {
         Chain chain(*fat_, entry.start());

@@ -59,10 +59,9 @@ std::vector<std::uint8_t> Header::bytes() const {
 }
 
 std::u16string Entry::name() const {
-    // The length counts bytes with the closing zero; files of others get it wrong, so a zero ends the name too.
-    const size_t units = std::min<size_t>(get16(bytes_ + 64) / 2, kMaxNameUnits + 1);
+    // Up to its closing zero, which every name has. The length beside it is wrong in some files.
     std::u16string text;
-    for (size_t i = 0; i < units; ++i) {
+    for (size_t i = 0; i <= kMaxNameUnits; ++i) {
         const char16_t unit = get16(bytes_ + 2 * i);
         if (!unit) break;
         text.push_back(unit);

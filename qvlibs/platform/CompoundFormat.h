@@ -67,7 +67,7 @@ struct Header {
     std::uint32_t fatSectors = 0;
     Sector firstDirectory = kEndOfChain;
     std::uint32_t changes = 0; // how often a writer of this kind changed the file; 0 from other writers
-    std::uint32_t miniCutoff = kMiniCutoff;
+    std::uint32_t miniCutoff = kMiniCutoff; // not heeded: no reader takes another limit
     Sector firstMiniFat = kEndOfChain;
     std::uint32_t miniFatSectors = 0;
     Sector firstDifat = kEndOfChain;

@@ -10,9 +10,9 @@ namespace {
 
 constexpr std::uint32_t kLeastRun = 16; // sectors of a stream that should lie together
 
-} // namespace
+bool isSmall(std::uint64_t size) { return size < kMiniCutoff; }
 
-bool StreamData::isSmall(std::uint64_t size) const { return size < file_.header().miniCutoff; }
+} // namespace
 
 HRESULT StreamData::open() {
     Entry entry;

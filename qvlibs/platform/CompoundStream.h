@@ -60,7 +60,6 @@ public:
     [[nodiscard]] HRESULT settle();
 
 private:
-    bool isSmall(std::uint64_t size) const;
     [[nodiscard]] HRESULT loadSmall();
     [[nodiscard]] HRESULT resizeLarge(std::uint64_t size);
     [[nodiscard]] HRESULT makeLarge(std::uint64_t size);
