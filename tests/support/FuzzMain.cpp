@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
         for (size_t size = 0; size < input.size() && wanted; size += step) runOnce(input, size);
     }
     std::mt19937 random(1);
-    while (runs < wanted) {
+    for (unsigned long i = 0; i < wanted; ++i) {
         auto bytes = inputs[random() % inputs.size()];
         mutate(bytes, random);
         runOnce(bytes, bytes.size());
