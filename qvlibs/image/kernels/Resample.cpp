@@ -16,9 +16,11 @@
 #define HWY_TARGET_INCLUDE "qvlibs/image/kernels/Resample.cpp"
 // Vectors whose length is not known when compiling have no place for the blocks of 128 bits used here.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
+#define HWY_WANT_AVX3_DL
 #include <hwy/foreach_target.h>
 //
 #include <hwy/aligned_allocator.h>
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #ifndef QV_RESAMPLE_JOB
@@ -44,6 +46,14 @@ constexpr int kStripBytes = 768; // of a source row, about
 #endif
 
 HWY_BEFORE_NAMESPACE();
+// Every processor with the sets of HWY_AVX3_DL multiplies and adds dot products too; Highway does not say so.
+#undef QV_DOT_PRODUCTS
+#if HWY_TARGET == HWY_AVX3_DL && HWY_COMPILER_GCC_ACTUAL
+#define QV_DOT_PRODUCTS 1
+#pragma GCC target("avx512vnni")
+#else
+#define QV_DOT_PRODUCTS 0
+#endif
 namespace qv::HWY_NAMESPACE {
 namespace {
 
@@ -65,6 +75,7 @@ using I32 = hn::Vec<decltype(d32)>;
 
 constexpr int kBytes = hn::MaxLanes(d8); // in a vector; source bytes that the first pass takes at once
 constexpr int kRows = kBytes / 2;        // in a band
+constexpr int kGoBytes = 6 * kBytes;     // of a source row between two turns
 constexpr int kPiece = 8;                // 16-bit lanes in 128 bits
 
 I16 weightPair(const std::int16_t* weights) {
@@ -75,42 +86,122 @@ I16 weightPair(const std::int16_t* weights) {
 
 // Sums of weighted pairs, in the lanes of the pairs.
 I32 addPairs(I32 sum, I16 pairs, I16 weights) {
+#if QV_DOT_PRODUCTS
+    return I32{_mm512_dpwssd_epi32(sum.raw, pairs.raw, weights.raw)};
+#else
     I32 second = hn::Zero(d32);
     sum = hn::ReorderWidenMulAccumulate(d32, pairs, weights, sum, second);
     return hn::RearrangeToOddPlusEven(sum, second);
+#endif
 }
 
-// One vector of the first pass: its lower and upper half in every 128 bits.
+// What the first pass makes of a vector of bytes: its lower and upper half in every 128 bits.
 struct Filtered {
     I16 lower, upper;
 };
 
-Filtered filterRows(const std::uint8_t* src, std::ptrdiff_t stride, const std::int16_t* weights, int count) {
-    const U8 zero = hn::Zero(d8);
-    if (count == 1) { // a weight of one
-        const U8 a = hn::LoadU(d8, src);
-        constexpr int kShift = 8 - kBetweenBits;
-        return {hn::BitCast(d16, hn::ShiftRight<kShift>(hn::BitCast(hn::RepartitionToWide<decltype(d8)>(),
-                                                                    hn::InterleaveLower(d8, zero, a)))),
-                hn::BitCast(d16, hn::ShiftRight<kShift>(hn::BitCast(hn::RepartitionToWide<decltype(d8)>(),
-                                                                    hn::InterleaveUpper(d8, zero, a))))};
-    }
+// Sums of the four quarters of a vector of bytes in every 128 bits, in units of weights.
+Filtered betweenPasses(I32 s0, I32 s1, I32 s2, I32 s3) {
     constexpr int kShift = kWeightBits - kBetweenBits;
-    I32 s0 = hn::Set(d32, 1 << (kShift - 1)), s1 = s0, s2 = s0, s3 = s0;
-    for (int k = 0; k < count; k += 2) {
-        const U8 a = hn::LoadU(d8, src);
-        const U8 b = hn::LoadU(d8, k + 1 < count ? src + stride : src);
-        src += 2 * stride;
-        const I16 pair = weightPair(weights + k);
-        const U8 lower = hn::InterleaveLower(d8, a, b), upper = hn::InterleaveUpper(d8, a, b);
-        s0 = addPairs(s0, hn::BitCast(d16, hn::InterleaveLower(d8, lower, zero)), pair);
-        s1 = addPairs(s1, hn::BitCast(d16, hn::InterleaveUpper(d8, lower, zero)), pair);
-        s2 = addPairs(s2, hn::BitCast(d16, hn::InterleaveLower(d8, upper, zero)), pair);
-        s3 = addPairs(s3, hn::BitCast(d16, hn::InterleaveUpper(d8, upper, zero)), pair);
-    }
     return {hn::ReorderDemote2To(d16, hn::ShiftRight<kShift>(s0), hn::ShiftRight<kShift>(s1)),
             hn::ReorderDemote2To(d16, hn::ShiftRight<kShift>(s2), hn::ShiftRight<kShift>(s3))};
 }
+constexpr int kRoundBetween = 1 << (kWeightBits - kBetweenBits - 1);
+
+// A single tap has a weight of one.
+Filtered copyBetween(U8 bytes) {
+    const hn::RepartitionToWide<decltype(d8)> dWide;
+    const U8 zero = hn::Zero(d8);
+    const auto lower = hn::BitCast(dWide, hn::InterleaveLower(d8, zero, bytes));
+    const auto upper = hn::BitCast(dWide, hn::InterleaveUpper(d8, zero, bytes));
+    return {hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(lower)),
+            hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(upper))};
+}
+
+#if QV_DOT_PRODUCTS
+
+// Four rows in one instruction, which takes 8-bit weights: each weight is 256 times a high part plus a low one.
+class RowFilter {
+public:
+    explicit RowFilter(const ResampleWeights& weights) : parts_(weights.weights.size() / kWeightGroup) {
+        const std::int16_t* weight = weights.weights.data();
+        for (Parts& parts : parts_) {
+            for (int i = 0; i < kWeightGroup; ++i, ++weight) {
+                parts.low[i] = static_cast<std::int8_t>(*weight);
+                parts.high[i] = static_cast<std::int8_t>((*weight - parts.low[i]) / 256);
+            }
+        }
+    }
+
+    HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
+        if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
+        const Parts* parts = &parts_[static_cast<size_t>(taps.weight / kWeightGroup)];
+        I32 low[4], high[4];
+        for (int i = 0; i < 4; ++i) low[i] = hn::Set(d32, kRoundBetween), high[i] = hn::Zero(d32);
+        for (int k = 0; k < taps.count; k += kWeightGroup, ++parts) {
+            const auto row = [&](int i) {
+                return hn::LoadU(d8, src + std::min(k + i, taps.count - 1) * stride);
+            };
+            const U8 a = row(0), b = row(1), c = row(2), d = row(3);
+            const auto ab = hn::BitCast(d16, hn::InterleaveLower(d8, a, b)),
+                       abUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, a, b));
+            const auto cd = hn::BitCast(d16, hn::InterleaveLower(d8, c, d)),
+                       cdUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, c, d));
+            const I16 fours[] = {hn::InterleaveLower(d16, ab, cd), hn::InterleaveUpper(d16, ab, cd),
+                                 hn::InterleaveLower(d16, abUpper, cdUpper),
+                                 hn::InterleaveUpper(d16, abUpper, cdUpper)};
+            const __m512i lowWeights = four(parts->low), highWeights = four(parts->high);
+            for (int i = 0; i < 4; ++i) {
+                low[i].raw = _mm512_dpbusd_epi32(low[i].raw, fours[i].raw, lowWeights);
+                high[i].raw = _mm512_dpbusd_epi32(high[i].raw, fours[i].raw, highWeights);
+            }
+        }
+        for (int i = 0; i < 4; ++i) low[i] = hn::Add(low[i], hn::ShiftLeft<8>(high[i]));
+        return betweenPasses(low[0], low[1], low[2], low[3]);
+    }
+
+private:
+    struct Parts {
+        std::int8_t low[kWeightGroup], high[kWeightGroup];
+    };
+    static __m512i four(const std::int8_t* weights) {
+        std::int32_t bits;
+        std::memcpy(&bits, weights, sizeof bits);
+        return hn::Set(d32, bits).raw;
+    }
+
+    std::vector<Parts> parts_;
+};
+
+#else
+
+class RowFilter {
+public:
+    explicit RowFilter(const ResampleWeights& weights) : weights_(weights.weights.data()) {}
+
+    HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
+        if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
+        const U8 zero = hn::Zero(d8);
+        I32 s0 = hn::Set(d32, kRoundBetween), s1 = s0, s2 = s0, s3 = s0;
+        for (int k = 0; k < taps.count; k += 2) {
+            const U8 a = hn::LoadU(d8, src);
+            const U8 b = hn::LoadU(d8, k + 1 < taps.count ? src + stride : src);
+            src += 2 * stride;
+            const I16 pair = weightPair(weights_ + taps.weight + k);
+            const U8 lower = hn::InterleaveLower(d8, a, b), upper = hn::InterleaveUpper(d8, a, b);
+            s0 = addPairs(s0, hn::BitCast(d16, hn::InterleaveLower(d8, lower, zero)), pair);
+            s1 = addPairs(s1, hn::BitCast(d16, hn::InterleaveUpper(d8, lower, zero)), pair);
+            s2 = addPairs(s2, hn::BitCast(d16, hn::InterleaveLower(d8, upper, zero)), pair);
+            s3 = addPairs(s3, hn::BitCast(d16, hn::InterleaveUpper(d8, upper, zero)), pair);
+        }
+        return betweenPasses(s0, s1, s2, s3);
+    }
+
+private:
+    const std::int16_t* weights_;
+};
+
+#endif
 
 // The low and the high eight bytes of every 128 bits, cut to 0..255.
 U8 toBytes(I16 lower, I16 upper) {
@@ -250,7 +341,7 @@ struct Strip {
 
 class Bands {
 public:
-    explicit Bands(const ResampleJob& job) : job_(job), rowBytes_(job.src.width * 3) {}
+    explicit Bands(const ResampleJob& job) : job_(job), filterRows_(job.down), rowBytes_(job.src.width * 3) {}
 
     bool run() {
         int widest = 0;
@@ -261,13 +352,13 @@ public:
         // Three columns more than the source has: pairs may take one pixel too many, with a weight of zero.
         const size_t columns = static_cast<size_t>(widest) + kBytes + 3;
         turned_ = hwy::AllocateAligned<std::int16_t>(columns * kRows);
-        band_ = hwy::AllocateAligned<std::int16_t>(kBytes * kRows);
+        band_ = hwy::AllocateAligned<std::int16_t>(kGoBytes * kRows);
         if (!turned_ || !band_) return false;
         std::fill_n(turned_.get(), columns * kRows, std::int16_t{0});
-        std::fill_n(band_.get(), kBytes * kRows, std::int16_t{0});
-        for (int x = 0; x < job_.dst.width; x = strip_.end) {
-            strip_ = stripAt(x);
-            for (int y = 0; y < job_.dst.height; y += kRows) {
+        std::fill_n(band_.get(), kGoBytes * kRows, std::int16_t{0});
+        for (int y = 0; y < job_.dst.height; y += kRows) {
+            for (int x = 0; x < job_.dst.width; x = strip_.end) {
+                strip_ = stripAt(x);
                 gather(y);
                 emit(y);
             }
@@ -292,21 +383,39 @@ private:
         return strip;
     }
 
-    // The first pass over the strip, turned.
+    // The first pass over the strip, turned. Some vectors of each row in a go: neighbouring lines of the
+    // source's memory are wanted one after the other.
     void gather(int y) {
         const int rows = std::min(kRows, job_.dst.height - y);
-        for (int from = strip_.beginByte; from < strip_.endByte; from += kBytes) {
-            const int at = std::min(from, rowBytes_ - kBytes);
+        for (int from = strip_.beginByte; from < strip_.endByte; from += kGoBytes) {
+            const int to = std::min(from + kGoBytes, strip_.endByte);
             for (int r = 0; r < rows; ++r) {
                 const Taps& taps = job_.down.taps[static_cast<size_t>(y + r)];
-                const Filtered f =
-                    filterRows(job_.src.row(taps.first) + at, job_.src.stride,
-                               &job_.down.weights[static_cast<size_t>(taps.weight)], taps.count);
-                hn::Store(f.lower, d16, &band_[static_cast<size_t>(r * kBytes)]);
-                hn::Store(f.upper, d16, &band_[static_cast<size_t>(r * kBytes + kBytes / 2)]);
+                const std::uint8_t* src = job_.src.row(taps.first);
+                std::int16_t* out = &band_[static_cast<size_t>(r * kGoBytes)];
+                const int done = r + 1 < rows ? job_.down.taps[static_cast<size_t>(y + r) + 1].first
+                                              : taps.first + taps.count;
+                for (int x = from; x < to; x += kBytes, out += kBytes) {
+                    const Filtered f =
+                        filterRows_(src + std::min(x, rowBytes_ - kBytes), job_.src.stride, taps);
+                    hn::Store(f.lower, d16, out);
+                    fetchNext(taps.first, done, x);
+                    hn::Store(f.upper, d16, out + kBytes / 2);
+                }
             }
-            turnIn(band_.get(), kBytes, &turned_[static_cast<size_t>((at - strip_.beginByte) * kRows)]);
+            for (int x = from; x < to; x += kBytes) {
+                const int at = std::min(x, rowBytes_ - kBytes);
+                turnIn(&band_[static_cast<size_t>(x - from)], kGoBytes,
+                       &turned_[static_cast<size_t>((at - strip_.beginByte) * kRows)]);
+            }
         }
+    }
+
+    // Asks for bytes that the next go wants of the source rows that are done after this one: rows lie too far
+    // apart for the processor to guess.
+    void fetchNext(int first, int end, int x) const {
+        const int at = std::min(x + kGoBytes, rowBytes_);
+        for (int row = first; row < end; ++row) hwy::Prefetch(job_.src.row(row) + at);
     }
 
     // The second pass over the strip, into the destination.
@@ -334,19 +443,20 @@ private:
     }
 
     const ResampleJob& job_;
+    const RowFilter filterRows_;
     const int rowBytes_;
     Strip strip_{};
     hwy::AlignedFreeUniquePtr<std::int16_t[]> band_, turned_;
 };
 
 void filterRowsOnly(const ResampleJob& job) {
+    const RowFilter filterRows(job.down);
     const int rowBytes = job.src.width * 3;
     for (int y = 0; y < job.dst.height; ++y) {
         const Taps& taps = job.down.taps[static_cast<size_t>(y)];
         for (int from = 0; from < rowBytes; from += kBytes) {
             const int at = std::min(from, rowBytes - kBytes);
-            const Filtered f = filterRows(job.src.row(taps.first) + at, job.src.stride,
-                                          &job.down.weights[static_cast<size_t>(taps.weight)], taps.count);
+            const Filtered f = filterRows(job.src.row(taps.first) + at, job.src.stride, taps);
             hn::StoreU(toBytes(roundBetween(f.lower), roundBetween(f.upper)), d8, job.dst.row(y) + at);
         }
     }

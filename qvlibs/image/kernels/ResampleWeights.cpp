@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 // Built without contraction of products and sums (see CMakeLists.txt), and without the C library's sine: its
 // last bit differs between processors, and a weight must not.
@@ -9,19 +10,24 @@
 namespace qv {
 namespace {
 
-// sin(pi x), |x| <= 4; the series ends below 1e-16 on the reduced range.
+constexpr double kPi = 3.14159265358979323846;
+
+// sin(pi x), |x| <= 1/2: the series, to less than 1e-16.
 double sinPi(double x) {
-    const double turns = std::nearbyint(x);
-    const double a = (x - turns) * 3.14159265358979323846;
-    double term = a, sum = a;
-    for (int k = 2; k <= 20; k += 2) {
-        term = -term * a * a / (k * (k + 1));
-        sum += term;
-    }
-    return static_cast<int>(turns) % 2 == 0 ? sum : -sum;
+    const double a = kPi * x, b = a * a;
+    constexpr double kFactors[] = {-1 / 272., -1 / 210., -1 / 156., -1 / 110.,
+                                   -1 / 72.,  -1 / 42.,  -1 / 20.,  -1 / 6.};
+    double sum = 1 - b / 342;
+    for (const double factor : kFactors) sum = 1 + sum * b * factor;
+    return a * sum;
 }
 
-double sinc(double t) { return std::abs(t) < 1e-9 ? 1 : sinPi(t) / (3.14159265358979323846 * t); }
+// sinc(t) sinc(t / 3), 0 <= t < 3, by way of sin 3a = 3 sin a - 4 (sin a)^3.
+double lanczos3(double t) {
+    if (t < 1e-9) return 1;
+    const double third = t / 3, s = sinPi(third <= 0.5 ? third : 1 - third);
+    return s * s * (3 - 4 * s * s) * 3 / (kPi * kPi * t * t);
+}
 
 double halfWidth(ResampleKernel kernel) {
     switch (kernel) {
@@ -32,43 +38,42 @@ double halfWidth(ResampleKernel kernel) {
     }
 }
 
-// The unscaled weights of one destination position. Positions beyond the edges count for the edge.
-class Window {
-public:
-    Window(ResampleKernel kernel, int from, int to)
-        : kernel_(kernel), from_(from), to_(to), step_(static_cast<double>(from) / to) {}
+// The unscaled weights of one destination position: those of source positions from `begin` to `end`, some of
+// which may be beyond the edges.
+struct Window {
+    Window(ResampleKernel windowKernel, int position, int from, int to) : kernel(windowKernel) {
+        const double ratio = static_cast<double>(from) / to;
+        center = static_cast<double>((2LL * position + 1) * from) / (2.0 * to);
+        width = kernel == ResampleKernel::Box ? ratio : std::max(ratio, 1.0);
+        reach = halfWidth(kernel) * width;
+        begin = static_cast<int>(std::floor(center - reach));
+        end = static_cast<int>(std::ceil(center + reach));
+        if (kernel != ResampleKernel::Nearest) return;
+        begin = static_cast<int>((2LL * position + 1) * from / (2LL * to));
+        end = begin + 1;
+    }
 
-    // Fills `weights` and returns the source position of the first.
-    int at(int position, std::vector<double>& weights) const {
-        weights.clear();
-        if (kernel_ == ResampleKernel::Nearest) {
-            weights.push_back(1);
-            return static_cast<int>((2LL * position + 1) * from_ / (2LL * to_));
-        }
-        const double center = static_cast<double>((2LL * position + 1) * from_) / (2LL * to_);
-        const double width = kernel_ == ResampleKernel::Box ? step_ : std::max(step_, 1.0);
-        const double reach = halfWidth(kernel_) * width;
-        const int begin = static_cast<int>(std::floor(center - reach));
-        const int end = static_cast<int>(std::ceil(center + reach));
-        const int first = std::clamp(begin, 0, from_ - 1);
-        weights.resize(static_cast<size_t>(std::clamp(end, first + 1, from_) - first));
+    double weightOf(int at) const {
+        if (kernel == ResampleKernel::Nearest) return 1;
+        if (kernel == ResampleKernel::Box)
+            return std::max(0.0, std::min(at + 1.0, center + reach) - std::max<double>(at, center - reach));
+        return resampleKernelAt(kernel, (at + 0.5 - center) / width);
+    }
+
+    // Weights of positions inside only, the edges having those of all beyond; returns the first position.
+    int folded(int from, std::vector<double>& weights) const {
+        const int first = std::clamp(begin, 0, from - 1);
+        weights.assign(static_cast<size_t>(std::clamp(end, first + 1, from) - first), 0);
         for (int at = begin; at < end; ++at) {
             const int inside = std::clamp(at - first, 0, static_cast<int>(weights.size()) - 1);
-            weights[static_cast<size_t>(inside)] += valueAt(at, center, width, reach);
+            weights[static_cast<size_t>(inside)] += weightOf(at);
         }
         return first;
     }
 
-private:
-    double valueAt(int at, double center, double width, double reach) const {
-        if (kernel_ == ResampleKernel::Box)
-            return std::max(0.0, std::min(at + 1.0, center + reach) - std::max<double>(at, center - reach));
-        return resampleKernelAt(kernel_, (at + 0.5 - center) / width);
-    }
-
-    ResampleKernel kernel_;
-    int from_, to_;
-    double step_;
+    ResampleKernel kernel;
+    double center, width, reach;
+    int begin, end;
 };
 
 // Rounds the running sum instead of each weight: the total is exact whatever their number, and the errors of
@@ -95,7 +100,7 @@ void appendRounded(const std::vector<double>& exact, int first, ResampleWeights&
     while (weights.back() == 0) weights.pop_back();
     out.taps.push_back(
         {first + static_cast<int>(zeros), static_cast<int>(weights.size() - start), static_cast<int>(start)});
-    if (weights.size() % 2 != 0) weights.push_back(0);
+    while (weights.size() % kWeightGroup != 0) weights.push_back(0);
 }
 
 } // namespace
@@ -107,7 +112,7 @@ double resampleKernelAt(ResampleKernel kernel, double t) {
     case ResampleKernel::Triangle: return 1 - t;
     case ResampleKernel::CatmullRom:
         return t < 1 ? (1.5 * t - 2.5) * t * t + 1 : ((-0.5 * t + 2.5) * t - 4) * t + 2;
-    case ResampleKernel::Lanczos3: return sinc(t) * sinc(t / 3);
+    case ResampleKernel::Lanczos3: return lanczos3(t);
     default: return 1;
     }
 }
@@ -115,11 +120,18 @@ double resampleKernelAt(ResampleKernel kernel, double t) {
 ResampleWeights makeResampleWeights(ResampleKernel kernel, int from, int to) {
     ResampleWeights out;
     out.taps.reserve(static_cast<size_t>(to));
-    const Window window(kernel, from, to);
+    // Positions repeat after a common part of both sizes, moved along; only at the edges weights differ.
+    const int common = std::gcd(from, to), period = to / common, move = from / common;
     std::vector<double> exact;
     for (int position = 0; position < to; ++position) {
-        const int first = window.at(position, exact);
-        appendRounded(exact, first, out);
+        const Window window(kernel, position, from, to);
+        if (position >= period && window.begin >= move && window.end <= from) {
+            const ResampleWeights::Taps& before = out.taps[static_cast<size_t>(position - period)];
+            out.taps.push_back({before.first + move, before.count, before.weight});
+        } else {
+            const int first = window.folded(from, exact);
+            appendRounded(exact, first, out);
+        }
     }
     return out;
 }

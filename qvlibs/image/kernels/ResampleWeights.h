@@ -15,6 +15,8 @@ constexpr int kWeightBits = 14;
 // filters that overshoot reach from -0.5 to 1.5 times the range and stay inside.
 constexpr int kBetweenBits = 6;
 
+constexpr int kWeightGroup = 4;
+
 struct ResampleWeights {
     struct Taps {
         int first;  // source position of the first weight
@@ -22,8 +24,8 @@ struct ResampleWeights {
         int weight; // index of the first weight
     };
     std::vector<Taps> taps; // one per destination position
-    // Each position's weights start at an even index, and a zero follows an odd count: they can be read in
-    // pairs.
+    // Each position's weights start at a multiple of kWeightGroup and are filled up with zeros to the next:
+    // they can be read in pairs and in fours.
     std::vector<std::int16_t> weights;
 };
 
