@@ -27,6 +27,7 @@
 #include "qvlibs/image/DibTools.h"
 #include "qvlibs/image/DibTypes.h"
 #include "qvlibs/image/FitRectangle.h"
+#include "qvlibs/image/FrameTools.h"
 #include "qvlibs/image/MaxDecodeSize.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"

@@ -334,6 +334,7 @@ private:
     // Bytes that may be touched at the pixels' address; whether all rows of the header lie in them.
     std::uint64_t pixelRoom() const;
     bool hasAllRows() const;
+    friend QVLIBS_API ULONG QVTLInterToNoninter(CQVDIB* image, WORD mode);
     qv::DibView view() const;
     qv::PixelView pixelsFromTop() const; // of a picture with bits
     qv::PicturePlugIns& plugIns() const;

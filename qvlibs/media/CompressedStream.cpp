@@ -1,11 +1,10 @@
 // Frames as DV data: out of the plug-in, or encoded from its pictures.
 #include "qvlibs/framework/Trace.h"
-#include "qvlibs/image/QVDib.h"
+#include "qvlibs/image/FrameTools.h"
 #include "qvlibs/media/AskPlugin.h"
 #include "qvlibs/media/DvBridge.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/plugin_api.h"
-#include "qvlibs/timecode/DvMetadata.h"
 
 using qv::ask;
 
@@ -67,9 +66,4 @@ ULONG QVTLAVIGetCompressedStream2(void* handle, LONG frame, unsigned char* buffe
     // Swapped on purpose: here the result says what is left to do (Qvavitools.CompressedStream2SwapsResults).
     if (result == QV_COMPRESSED) return QV_OK;
     return result == QV_OK ? QV_COMPRESSED : result;
-}
-
-CSize QVTLGetJustXYSize(int system) {
-    const bool pal = system < 0 ? QVIsPal() != 0 : system != 0;
-    return {720, pal ? 576 : 480};
 }
