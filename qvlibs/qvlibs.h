@@ -37,6 +37,7 @@
 #include "qvlibs/media/DvAspect.h"
 #include "qvlibs/media/DvBridge.h"
 #include "qvlibs/media/MediaProperties.h"
+#include "qvlibs/media/MovieWriter.h"
 #include "qvlibs/media/QVMovie.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/media/SoundFile.h"
