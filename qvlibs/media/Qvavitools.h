@@ -45,6 +45,18 @@ QVLIBS_API ULONG QVTLAVIGetNonCompressedStreamEx2(void* handle, LONG frame, unsi
                                                   MOVIE_DECODE_TYPE decodeType, RESIZE_METHOD method,
                                                   ULONG flags, ULONG* streamValue, ULONG* streamValue2);
 
+// The frame as DV data: 144000 bytes on PAL, 120000 otherwise. A plug-in without DV data has its picture
+// encoded. With audio, its sound follows as PCM; *audioLength: in the room, out the bytes written.
+QVLIBS_API ULONG QVTLAVIGetCompressedStream(void* handle, LONG frame, unsigned char* dif);
+QVLIBS_API ULONG QVTLAVIGetCompressedStreamEx(void* handle, LONG frame, unsigned char* dif, LONG reserved,
+                                              unsigned char* audio, ULONG* audioLength);
+// The compressed frame when it fits width, height and type as it is: 0. Else the picture is in `buffer` and
+// the caller has still to encode it: 2304. (The reverse of QVTLAVIGetNonCompressedStreamEx2, on purpose: the
+// result names what is left to do.) With type 0 it is QVTLAVIGetCompressedStream.
+QVLIBS_API ULONG QVTLAVIGetCompressedStream2(void* handle, LONG frame, unsigned char* buffer, LONG width,
+                                             LONG height, DIB_TYPE dibType, RESIZE_METHOD method,
+                                             ULONG* streamValue, ULONG* streamValue2);
+
 QVLIBS_API ULONG QVTLAVIGetFccHeader(void* handle, ULONG* fcc); // four-character code of the video stream
 QVLIBS_API ULONG QVTLAVIGetVideoRatio(void* handle, ULONG* rate, ULONG* scale); // frames a second: rate/scale
 QVLIBS_API ULONG QVTLAVIGetVideoFormat(void* handle, BITMAPINFOHEADER* format);
