@@ -1,8 +1,8 @@
 #include "qvlibs/classify/SupportCache.h"
 
 #include "qvlibs/framework/Archive.h"
+#include "qvlibs/platform/UserFolders.h"
 #include "qvlibs/settings/ProfileCtrl.h"
-#include "qvlibs/settings/QVENVMGR.h"
 #include "qvlibs/timecode/DvMetadata.h"
 #include "qvlibs/util/AtomicFile.h"
 
@@ -189,7 +189,7 @@ SupportCache& supportCache() {
 }
 
 std::string supportCachePath() {
-    const CString usual = QVGetProfileString("Common", "ImageTempDefault", CQVEnvironment::GetImageTemp());
+    const CString usual = QVGetProfileString("Common", "ImageTempDefault", imageTempFolder().c_str());
     std::string folder = QVGetProfileString("Common", "ImageTemp", usual).str();
     if (!folder.ends_with('/')) folder += '/';
     return folder + "QVLibs510.archive";

@@ -64,4 +64,9 @@ bool makeFolders(const std::string& path, bool isPrivate) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+std::string imageTempFolder() {
+    const std::string folder = userDataFolder();
+    return folder.empty() ? folder : folder + "/Tarvelion/TempData";
+}
+
 } // namespace qv

@@ -10,6 +10,8 @@ namespace qv {
 [[nodiscard]] std::string userDataFolder();
 // The folder of the settings store: $QVLIBS_HOME itself, else "qvlibs" in the user's data folder.
 [[nodiscard]] std::string storeFolder();
+// The usual folder for temporary pictures; "" without a data folder. It need not exist.
+[[nodiscard]] std::string imageTempFolder();
 
 // Makes the folder and every missing level above it, one level after the other, without changing the
 // current directory. New levels belong to the user alone when `isPrivate`. True when the folder is there.

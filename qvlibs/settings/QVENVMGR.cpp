@@ -158,9 +158,8 @@ ULONG CQVEnvironment::CreateDefaultData() {
 
 CString CQVEnvironment::GetImageTemp() {
     const std::string folder = qv::userDataFolder();
-    if (folder.empty()) return {};
-    qv::makeFolders(folder, true);
-    return folder + "/Tarvelion/TempData";
+    if (!folder.empty()) qv::makeFolders(folder, true);
+    return qv::imageTempFolder();
 }
 
 ULONG CQVEnvironment::ReadProfile() {
