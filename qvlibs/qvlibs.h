@@ -36,6 +36,8 @@
 #include "qvlibs/media/AudioFamily.h"
 #include "qvlibs/media/DvAspect.h"
 #include "qvlibs/media/DvBridge.h"
+#include "qvlibs/media/DvSplit.h"
+#include "qvlibs/media/DvTape.h"
 #include "qvlibs/media/MediaProperties.h"
 #include "qvlibs/media/MovieWriter.h"
 #include "qvlibs/media/QVMovie.h"

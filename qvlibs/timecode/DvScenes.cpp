@@ -114,6 +114,11 @@ struct DvSceneFinder::State {
         return witnesses >= wanted && witnesses > against;
     }
 
+    // Enough to take over what was not known before: even a tape of one frame has a date.
+    bool isShared(int witnesses) const {
+        return witnesses >= (ending ? std::min(kWitnesses, static_cast<int>(queue.size())) : kWitnesses);
+    }
+
     int withCounterBase(std::int64_t base) const {
         return count([&](const Frame& frame) { return frame.counterBase() == base; });
     }
@@ -136,7 +141,7 @@ struct DvSceneFinder::State {
         for (const Frame& frame : queue) {
             if (frame.info.system != head().info.system) break;
             const auto value = get(frame);
-            if (value && isEnough(witnesses(frame, *value), 0)) return value;
+            if (value && isShared(witnesses(frame, *value))) return value;
         }
         return std::nullopt;
     }
@@ -158,7 +163,7 @@ struct DvSceneFinder::State {
                 return ClockReading{frame.number, *seconds};
             },
             [&](const Frame&, const ClockReading& reading) { return withClock(reading); });
-        line.isClockBlank = !line.clock && isEnough(withBlankClock(), 0);
+        line.isClockBlank = !line.clock && isShared(withBlankClock());
         line.aspect = firstShared([](const Frame& frame) { return frame.info.aspect.value; },
                                   [&](const Frame&, DvAspect aspect) { return withAspect(aspect); });
         line.audio = firstShared([](const Frame& frame) { return frame.info.audio.value; },
@@ -255,6 +260,14 @@ struct DvSceneFinder::State {
     }
 
     void closeScene() {
+        // A value that single frames gave and no others bore out.
+        const auto doubt = [](bool isKnown, DvUnknown& unknown) {
+            if (!isKnown && unknown == DvUnknown::Known) unknown = DvUnknown::Disputed;
+        };
+        doubt(scene.firstLabel.has_value(), scene.labelUnknown);
+        doubt(scene.firstRecorded.has_value(), scene.recordedUnknown);
+        doubt(scene.aspect.has_value(), scene.aspectUnknown);
+        doubt(scene.audio.has_value(), scene.audioUnknown);
         if (scene.frames && onScene) onScene(scene);
     }
 

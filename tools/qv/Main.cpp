@@ -44,6 +44,12 @@ constexpr Command kCommands[] = {
      "  qv info --json *.mpg            the same of many files as one JSON list\n"
      "  qv info letter.txt              nothing that is known: exit code 4",
      qv::cli::setupInfo},
+    {"dvlog", "what is on a tape, when it was filmed, where scenes begin and why",
+     "  qv dvlog tape.dv                           a table of scenes with date, timecode and reason\n"
+     "  qv dvlog tape.avi --split parts            each scene as a file, 2005-12-24_12-34-56_part001.dv ...\n"
+     "  qv dvlog tape.dv --format srt > tape.srt   the recording date as subtitles, a new one each second\n"
+     "  ffmpeg -i tape.mov -c copy -f dv - | qv dvlog - --json    from a pipe",
+     qv::cli::setupDvlog},
     {"convert", "a picture into another: cut, turned, resized, cleaned up",
      "  qv convert in.bmp out.bmp --size 720x480 --to-type 1   a still for a 4:3 tape, with bars where "
      "needed\n"
