@@ -1,6 +1,7 @@
 #include "qvlibs/platform/RegistryFile.h"
 
 #include "qvlibs/platform/FolderLock.h"
+#include "qvlibs/platform/RegistryPages.h"
 #include "qvlibs/platform/UserFolders.h"
 
 #include <fcntl.h>
@@ -39,7 +40,9 @@ std::string folderOf(const std::string& path) { return path.substr(0, path.rfind
 std::string emptyStore() {
     std::string image;
     sqlite3* db = nullptr;
+    int reserved = kPageSumBytes;
     if (sqlite3_open(":memory:", &db) == SQLITE_OK &&
+        sqlite3_file_control(db, "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved) == SQLITE_OK &&
         sqlite3_exec(db, kSchema, nullptr, nullptr, nullptr) == SQLITE_OK) {
         sqlite3_int64 size = 0;
         if (unsigned char* bytes = sqlite3_serialize(db, "main", &size, 0)) {
@@ -74,6 +77,7 @@ bool isNetwork(const std::string& folder) {
 
 bool canBeWritten(const std::string& path, std::string& image, unsigned char logging) {
     image[kWriteVersion] = image[kReadVersion] = static_cast<char>(logging);
+    stampPages(image);
     if (!writeWhole(path, image)) return false;
     sqlite3* db = nullptr;
     int version = 0;
@@ -142,7 +146,7 @@ int openStoreFile(const std::string& path, bool immutable, sqlite3** db, int* ve
     const std::string name = immutable ? asImmutable(path) : path;
     const int flags = (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE) |
                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-    int code = sqlite3_open_v2(name.c_str(), db, flags, nullptr);
+    int code = sqlite3_open_v2(name.c_str(), db, flags, checkedPages());
     sqlite3_busy_timeout(*db, kBusyMilliseconds); // already for opening: somebody may just repair the log
     // A commit survives the process without waiting for the disk; the file is sound after a power cut too.
     if (code == SQLITE_OK) code = sqlite3_exec(*db, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);

@@ -13,7 +13,7 @@ constexpr int kStoreVersion = 1; // the file's user_version
 
 // An SQLite code that says damage, or a file that is no registry.
 [[nodiscard]] inline bool isDamage(int code) {
-    return (code & 0xFF) == SQLITE_CORRUPT || (code & 0xFF) == SQLITE_NOTADB;
+    return (code & 0xFF) == SQLITE_CORRUPT || (code & 0xFF) == SQLITE_NOTADB || code == SQLITE_IOERR_DATA;
 }
 
 // Makes an empty store under this name unless one is there, with its folder. It appears whole or not at all;

@@ -2,6 +2,7 @@
 
 #include "qvlibs/framework/Messages.h"
 #include "qvlibs/platform/RegistryFile.h"
+#include "qvlibs/platform/RegistryPages.h"
 #include "qvlibs/platform/UserFolders.h"
 
 #include <pthread.h>
@@ -84,6 +85,7 @@ void Store::close() {
 void Store::closeForUnload() {
     const std::lock_guard guard(mutex_);
     close();
+    forgetCheckedPages();
 }
 
 void Store::report(const std::string& text) {

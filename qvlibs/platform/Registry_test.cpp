@@ -16,6 +16,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 #include <atomic>
 #include <cstring>
 #include <functional>
@@ -234,8 +237,8 @@ TEST(Registry, AReplacedOrRemovedStoreIsNoticed) {
     EXPECT_EQ(inChild([] { return get("R", "w"); }), 3);
 }
 
-// What a damaged byte may do: nothing, or one value, or the store is set aside as it is and one message says
-// so. It may not stop the process, and not lose the file.
+// Whatever byte is damaged: every value is right, or the store is set aside as it is and one message says so.
+// The process goes on, and the file is not lost.
 TEST(Registry, ADamagedStoreIsSetAside) {
     ASSERT_EQ(inChild([] {
                   for (int i = 0; i < 400; ++i)
@@ -246,9 +249,9 @@ TEST(Registry, ADamagedStoreIsSetAside) {
     const std::string good = qv::test::readFile(store());
     ASSERT_GT(good.size(), 4u * 4096);
     std::mt19937 random(11);
-    enum : int { Messaged = 1, SomeWrong = 2, AllGone = 4, WriteFailed = 8 };
+    enum : int { Messaged = 1, SomeWrong = 2, WriteFailed = 4 };
     const int rounds = kFull ? 2000 : 80;
-    int setAside = 0, unnoticed = 0, harmless = 0;
+    int setAside = 0, harmless = 0;
     for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE(round);
         for (const auto& entry : fs::directory_iterator(qv::test::home())) fs::remove_all(entry);
@@ -268,15 +271,13 @@ TEST(Registry, ADamagedStoreIsSetAside) {
                 found += get(numbered("Section", i % 40), numbered("value", i)) == i;
             const bool written =
                 put("After", "v", 5) && get("After", "v") == 5 && !subKeys(HKEY_LOCAL_MACHINE, "").empty();
-            return (messages ? Messaged : 0) | (found < 400 ? SomeWrong : 0) | (found == 0 ? AllGone : 0) |
-                   (written ? 0 : WriteFailed);
+            return (messages ? Messaged : 0) | (found < 400 ? SomeWrong : 0) | (written ? 0 : WriteFailed);
         });
-        ASSERT_LT(answer, 16) << "killed by signal " << answer - 128;
-        if (answer & (AllGone | WriteFailed)) {
+        ASSERT_LT(answer, 8) << "killed by signal " << answer - 128;
+        if (answer & (SomeWrong | WriteFailed)) {
             EXPECT_TRUE(answer & Messaged);
         }
         setAside += countFiles(".damaged-") > 0;
-        unnoticed += (answer & SomeWrong) && !(answer & Messaged);
         harmless += answer == 0;
         for (const auto& entry : fs::directory_iterator(qv::test::home())) {
             const std::string name = entry.path().filename();
@@ -285,8 +286,7 @@ TEST(Registry, ADamagedStoreIsSetAside) {
             }
         }
     }
-    printf("%d places: %d set aside, %d harmless, %d with single values wrong\n", rounds, setAside, harmless,
-           unnoticed);
+    printf("%d places: %d set aside, %d harmless\n", rounds, setAside, harmless);
     EXPECT_GT(setAside, 0);
 }
 
@@ -315,6 +315,8 @@ TEST(Registry, WhatIsNoStoreIsKeptAndReplaced) {
     ASSERT_EQ(inChild([]() -> int { exit(put("a", "b", 1) ? 0 : 1); }), 0);
     std::string newer = qv::test::readFile(store());
     newer[63] = 9;
+    const XXH64_hash_t sum = XXH64(newer.data(), 4088, 1);
+    for (int i = 0; i < 8; ++i) newer[static_cast<size_t>(4088 + i)] = static_cast<char>(sum >> 8 * i);
     qv::test::writeFile(store(), newer);
     EXPECT_EQ(inChild([] {
                   qv::setMessageHandler(countMessages);
