@@ -4,6 +4,10 @@ install(TARGETS qvlibs EXPORT qvlibs-targets
   LIBRARY DESTINATION ${QVLIBS_INSTALL_LIBRARY_DIR} NAMELINK_SKIP
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS qv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${CMAKE_BINARY_DIR}/tools/qv/qv.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES tools/qv/completion/qv.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME qv)
+install(FILES tools/qv/completion/_qv DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES tools/qv/completion/qv.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(CODE "
   set(lib \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}\")
   file(CREATE_LINK qvlibs/libqvlibs.so.${PROJECT_VERSION_MAJOR} \"\${lib}/libqvlibs.so\" SYMBOLIC)")

@@ -2,6 +2,7 @@
 #include "tools/qv/Command.h"
 
 #include "qvlibs/library/Version.h"
+#include "tools/qv/Shell.h"
 
 #include <CLI/CLI.hpp>
 
@@ -74,9 +75,16 @@ constexpr Command kCommands[] = {
      qv::cli::setupSettings},
 };
 
+// Words that shells and the build use; no help lists them.
+constexpr const char* kComplete = "complete"; // qv complete -- WORD...
+constexpr const char* kManual = "--manual";
+
 // The part of the program that may throw: a broken option table is our own mistake, but a command may run out
 // of memory.
 int runCommands(int argc, char** argv) {
+    if (argc > 2 && std::strcmp(argv[1], kComplete) == 0)
+        return qv::cli::complete(kCommands, {argv + 3, argv + argc});
+    if (argc == 2 && std::strcmp(argv[1], kManual) == 0) return qv::cli::printManual(kCommands);
     CLI::App app("Home-video tools: tapes, thumbnails, timecodes, pictures and settings.", "qv");
     app.set_version_flag("--version", std::string("qv ") + qv::libraryVersion());
     app.require_subcommand(1);
@@ -108,6 +116,12 @@ int runCommands(int argc, char** argv) {
         if (stop.get_exit_code() == 0) {
             app.exit(stop); // help or version
             return qv::cli::Done;
+        }
+        if (!chosen && argc > 1 && argv[1][0] != '-') {
+            const std::string meant = qv::cli::nearestCommand(kCommands, argv[1]);
+            return qv::cli::error(qv::cli::Usage,
+                                  std::string("there is no command \"") + argv[1] + "\"" +
+                                      (meant.empty() ? " (see qv --help)" : "; did you mean " + meant + "?"));
         }
         const std::string who = chosen ? std::string("qv ") + chosen->name : "qv";
         return qv::cli::error(qv::cli::Usage, std::string(stop.what()) + " (see " + who + " --help)");
