@@ -91,6 +91,7 @@ TEST(Registry, ManyWritersLoseNothing) {
         }));
     }
     for (const pid_t child : children) EXPECT_EQ(result(child), 0);
+    printf("%d processes at once, %d writes\n", processes, processes * writes);
     EXPECT_EQ(subKeys(HKEY_LOCAL_MACHINE, "Shared").size(), static_cast<size_t>(writes));
     for (int i = 0; i < writes; ++i)
         ASSERT_EQ(values(HKEY_LOCAL_MACHINE, numbered("Shared\\", i)).size(), static_cast<size_t>(processes));

@@ -116,6 +116,7 @@ TEST(SettingsCommand, ExportAndImportAreExact) {
         for (const auto& name : registry::subKeys(HKEY_LOCAL_MACHINE, ""))
             registry::deleteTree(HKEY_LOCAL_MACHINE, name);
     }
+    printf("%d random trees exported, imported and exported the same\n", rounds);
 }
 
 TEST(SettingsCommand, ImportIsAllOrNothing) {
@@ -153,23 +154,33 @@ TEST(SettingsCommand, ImportIsAllOrNothing) {
     EXPECT_EQ(settings({"list"}).out, "Common\n  GUIIconSizeX = 5\n");
 }
 
-// The record of the documentation, as a user would copy it.
-TEST(SettingsCommand, TheDocumentedCamcorderCanBeImported) {
-    const std::string page = qv::test::readFile(QV_SETTINGS_PAGE);
-    const auto first = page.find("    [Common]\n    NumOfModel"),
-               end = page.find("    qv settings import", first);
-    ASSERT_NE(end, std::string::npos);
-    const auto file = (qv::test::home() / "camera.txt").string();
-    qv::test::writeFile(file, page.substr(first, end - first));
-    const auto result = settings({"import", file});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    const CQVEnvironment environment;
-    ASSERT_EQ(environment.m_lstModel.GetCount(), 1);
-    const auto* model = static_cast<CQVModelInformation*>(environment.m_lstModel.GetHead());
-    EXPECT_STREQ(model->m_strName, "My camcorder");
-    EXPECT_EQ(model->VendorId(), 0x080046u);
-    EXPECT_EQ(model->m_nRecStart, 28);
-    EXPECT_EQ(model->m_nSlowCommand, 38); // its maker's
+// The records of the documentation, as a user would copy them.
+TEST(SettingsCommand, TheDocumentedCamcordersCanBeImported) {
+    const struct {
+        const char* page;
+        const char* command;
+        unsigned vendor;
+        int slowCommand;
+    } rows[] = {{QV_SETTINGS_PAGE, "    qv settings import", 0x080046u, 38}, // its maker's
+                {QV_README, "    scripts/run settings import", 0x080046u, 10}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.page);
+        const std::string page = qv::test::readFile(row.page);
+        const auto first = page.find("    [Common]\n    NumOfModel"), end = page.find(row.command, first);
+        ASSERT_NE(end, std::string::npos);
+        const auto file = (qv::test::home() / "camera.txt").string();
+        qv::test::writeFile(file, page.substr(first, end - first));
+        registry::deleteTree(HKEY_LOCAL_MACHINE, "Software");
+        const auto result = settings({"import", file});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        const CQVEnvironment environment;
+        ASSERT_EQ(environment.m_lstModel.GetCount(), 1);
+        const auto* model = static_cast<CQVModelInformation*>(environment.m_lstModel.GetHead());
+        EXPECT_STREQ(model->m_strName, "My camcorder");
+        EXPECT_EQ(model->VendorId(), row.vendor);
+        EXPECT_EQ(model->m_nRecStart, 28);
+        EXPECT_EQ(model->m_nSlowCommand, row.slowCommand);
+    }
 }
 
 TEST(SettingsCommand, DoctorSaysWhatItFindsAndRepairsOnlyWhenAsked) {
