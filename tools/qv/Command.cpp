@@ -16,6 +16,13 @@ volatile std::sig_atomic_t stopped = 0;
 
 void stop(int) { stopped = 1; }
 
+long long milliseconds() {
+    using namespace std::chrono;
+    return duration_cast<std::chrono::milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
 std::string printable(const std::string& text) {
     std::string shown;
     for (const char character : text) {
@@ -30,13 +37,6 @@ std::string printable(const std::string& text) {
     }
     return shown;
 }
-
-long long milliseconds() {
-    using namespace std::chrono;
-    return duration_cast<std::chrono::milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-} // namespace
 
 int error(Exit code, const std::string& text) {
     std::fprintf(stderr, "qv: %s\n", printable(text).c_str());

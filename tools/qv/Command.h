@@ -45,8 +45,10 @@ struct Command {
     std::function<int()> (*setup)(CLI::App& app, const Common& common);
 };
 
+// The text with control characters as \xNN: names in files may hold any, and no terminal must obey them.
+std::string printable(const std::string& text);
 // Prints "qv: <text>" on standard error and returns the code, so that a command can `return error(...)`.
-// Control characters in the text (a file name may hold any) are shown as \xNN.
+// The text is made printable.
 int error(Exit code, const std::string& text);
 // The same for what a person may want to know but no script needs: not with --quiet.
 void message(const Common& common, const std::string& text);
@@ -87,6 +89,7 @@ std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupConvert(CLI::App& app, const Common& common);
 std::function<int()> setupPlugins(CLI::App& app, const Common& common);
 std::function<int()> setupSettings(CLI::App& app, const Common& common);
+std::function<int()> setupStg(CLI::App& app, const Common& common);
 std::function<int()> setupTc(CLI::App& app, const Common& common);
 
 } // namespace qv::cli

@@ -73,6 +73,12 @@ constexpr Command kCommands[] = {
      "  qv settings set Common LiveFeedFPS 25          stores a number; get prints it again\n"
      "  qv settings export -o mine.txt                 all of them as text; qv settings import mine.txt",
      qv::cli::setupSettings},
+    {"stg", "pictures in compound files, and what else such files hold",
+     "  qv stg put thumbs.stg clip0001 first.bmp --media tape.avi   stores a picture that stands for a tape\n"
+     "  qv stg list thumbs.stg                                      each element with sizes and times\n"
+     "  qv stg get thumbs.stg clip0001 out.png                      takes the picture out again\n"
+     "  qv stg check report.doc                                     says what is wrong: exit code 5",
+     qv::cli::setupStg},
 };
 
 // Words that shells and the build use; no help lists them.
