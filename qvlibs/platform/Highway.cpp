@@ -5,6 +5,9 @@
 #include <hwy/aligned_allocator.h>
 #include <hwy/targets.h>
 
+#if HWY_ARCH_X86
+#include <cpuid.h>
+#endif
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +19,14 @@ namespace {
 constinit std::int64_t forTests = 0; // 0: the processor's own
 constinit std::int64_t disabled = 0;
 
+#if HWY_ARCH_X86
+// What not every compiler's __builtin_cpu_supports knows by name: one bit of the answer in ECX.
+bool hasBit(unsigned leaf, int bit) {
+    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+    return __get_cpuid_count(leaf, 0, &eax, &ebx, &ecx, &edx) && (ecx >> bit & 1);
+}
+#endif
+
 std::int64_t detected() {
     std::int64_t sets = HWY_EMU128 | HWY_SCALAR;
 #if HWY_ARCH_X86
@@ -25,13 +36,13 @@ std::int64_t detected() {
                       __builtin_cpu_supports("aes") && __builtin_cpu_supports("pclmul");
     const bool avx2 = sse4 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
                       __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
-                      __builtin_cpu_supports("f16c") && __builtin_cpu_supports("lzcnt");
+                      hasBit(1, 29 /* F16C */) && hasBit(0x80000001, 5 /* LZCNT */);
     const bool avx3 = avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
                       __builtin_cpu_supports("avx512cd");
     const bool avx3More = avx3 && __builtin_cpu_supports("avx512vnni") &&
                           __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx512vbmi") &&
-                          __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("vaes") &&
+                          __builtin_cpu_supports("avx512vbmi2") && hasBit(7, 9 /* VAES */) &&
                           __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512bitalg");
     if (ssse3) sets |= HWY_SSSE3;
     if (sse4) sets |= HWY_SSE4;
