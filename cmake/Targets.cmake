@@ -12,7 +12,9 @@ function(qv_headers)
 endfunction()
 
 # qv_module(TARGET FILE-NAME SOURCE...): a module beside the library, e.g. qv_module(dv_vcp dv.vcp DvPlugin.cpp).
-# Modules see the public headers and resolve the library's exported functions when they are loaded.
+# Modules see the public headers and resolve the library's exported functions when they are loaded. The folder's
+# QV_PACKAGE names the Debian package they come in (cmake/Package.cmake); without it, the library's own.
+set(QV_PACKAGE library)
 function(qv_module target file)
   add_library(${target} MODULE ${ARGN})
   get_filename_component(stem ${file} NAME_WLE)
@@ -21,7 +23,8 @@ function(qv_module target file)
     LIBRARY_OUTPUT_DIRECTORY ${QVLIBS_LIBRARY_DIR} BUILD_RPATH_USE_ORIGIN ON INSTALL_RPATH "$ORIGIN")
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${target} PRIVATE qvlibs)
-  install(TARGETS ${target} LIBRARY DESTINATION ${QVLIBS_INSTALL_LIBRARY_DIR})
+  install(TARGETS ${target} LIBRARY DESTINATION ${QVLIBS_INSTALL_LIBRARY_DIR} COMPONENT ${QV_PACKAGE})
+  set_property(GLOBAL PROPERTY QV_HAS_MODULES_${QV_PACKAGE} ON)
 endfunction()
 
 # qv_test(NAME [INTERNAL] SOURCES FILE... [LIBS LIB...] [DEPENDS TARGET...])
