@@ -5,6 +5,7 @@
 #include "codecs/picture/PictureBackEnd.h"
 #include "qvlibs/util/AtomicFile.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,7 @@ namespace qv::codec {
 namespace {
 
 constexpr int kUsualQuality = 90;
+constexpr int kRowsAtOnce = 16;
 constexpr int kMostScans = 500; // a progressive file with more is made to keep decoders busy
 
 struct Errors {
@@ -57,12 +59,11 @@ struct Decoder {
     Errors errors;
     jpeg_decompress_struct codec;
     jpeg_progress_mgr progress;
-    std::vector<uint8_t> bytes; // for pictures: the whole file
-    std::FILE* file = nullptr;  // for facts: only its beginning is read
+    std::FILE* file;
     std::unique_ptr<NewPicture> picture;
     std::vector<uint8_t> line;
 
-    Decoder();
+    explicit Decoder(const char* path);
     ~Decoder();
     bool readHeader();
     bool readPicture(WantedSize wanted);
@@ -70,7 +71,7 @@ struct Decoder {
     void convertCmykRow(uint8_t* out) const;
 };
 
-Decoder::Decoder() {
+Decoder::Decoder(const char* path) : file(std::fopen(path, "rbe")) {
     useErrors(errors, codec.err);
     if (setjmp(errors.escape)) return;
     jpeg_create_decompress(&codec);
@@ -84,12 +85,9 @@ Decoder::~Decoder() {
 }
 
 bool Decoder::readHeader() {
-    if (bytes.empty() && !file) return false;
+    if (!file) return false;
     if (setjmp(errors.escape)) return false;
-    if (file)
-        jpeg_stdio_src(&codec, file);
-    else
-        jpeg_mem_src(&codec, bytes.data(), bytes.size());
+    jpeg_stdio_src(&codec, file);
     return jpeg_read_header(&codec, TRUE) == JPEG_HEADER_OK;
 }
 
@@ -131,24 +129,29 @@ bool Decoder::readPicture(WantedSize wanted) {
     jpeg_start_decompress(&codec);
     if (cmyk) line.resize(size_t{4} * codec.output_width);
     while (codec.output_scanline < codec.output_height) {
-        uint8_t* row = picture->row(static_cast<int>(codec.output_scanline));
-        JSAMPROW target = cmyk ? line.data() : row;
-        if (jpeg_read_scanlines(&codec, &target, 1) == 1 && cmyk) convertCmykRow(row);
+        const int y = static_cast<int>(codec.output_scanline);
+        if (cmyk) {
+            JSAMPROW target = line.data();
+            if (jpeg_read_scanlines(&codec, &target, 1) == 1) convertCmykRow(picture->row(y));
+        } else {
+            JSAMPROW rows[kRowsAtOnce];
+            const int count = std::min(kRowsAtOnce, picture->height() - y);
+            for (int i = 0; i < count; ++i) rows[i] = picture->row(y + i);
+            jpeg_read_scanlines(&codec, rows, static_cast<JDIMENSION>(count));
+        }
     }
     jpeg_finish_decompress(&codec);
     return !errors.cutShort;
 }
 
 void* decode(const char* path, WantedSize wanted) {
-    Decoder decoder;
-    decoder.bytes = readWholeFile(path);
+    Decoder decoder(path);
     if (!decoder.readHeader() || !decoder.readPicture(wanted)) return nullptr;
     return decoder.picture->take();
 }
 
 uint32_t info(const char* path, QVPICTUREINFO* info) {
-    Decoder decoder;
-    decoder.file = std::fopen(path, "rbe");
+    Decoder decoder(path);
     if (!decoder.readHeader()) return QV_PLUGIN_FAILED;
     const auto& codec = decoder.codec;
     info->width = static_cast<int32_t>(codec.image_width);

@@ -10,6 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#if defined(__x86_64__)
+#include <tmmintrin.h>
+#endif
+
 namespace qv::codec {
 namespace {
 
@@ -21,14 +25,39 @@ LONG pixelsPerMeter(double value) {
     return value > 0 && value < 1e7 ? static_cast<LONG>(std::lround(value)) : 0;
 }
 
+#if defined(__x86_64__)
+// Five pixels a step; the sixteenth byte goes over as it is and is overwritten by the next step. Returns the pixels done.
+__attribute__((target("ssse3"))) size_t swapByShuffle(const uint8_t* in, uint8_t* out, size_t pixels) {
+    const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    size_t done = 0;
+    for (; done + 6 <= pixels; done += 5) {
+        const __m128i five = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 3 * done));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * done), _mm_shuffle_epi8(five, order));
+    }
+    return done;
+}
+#endif
+
 } // namespace
+
+void swapRedBlue(const uint8_t* in, uint8_t* out, size_t pixels) {
+    size_t done = 0;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("ssse3")) done = swapByShuffle(in, out, pixels);
+#endif
+    for (size_t at = 3 * done; at < 3 * pixels; at += 3) {
+        out[at] = in[at + 2];
+        out[at + 1] = in[at + 1];
+        out[at + 2] = in[at];
+    }
+}
 
 NewPicture::NewPicture(int64_t width, int64_t height) {
     if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide) return;
     lineBytes_ = lineBytesOf(width, 24);
     const size_t size = sizeof(BITMAPINFOHEADER) + lineBytes_ * static_cast<size_t>(height);
     if (size > QVTLGetMaxDecodeSize()) return;
-    block_ = GlobalAlloc(GHND, size);
+    block_ = GlobalAlloc(GMEM_MOVEABLE, size); // decoders fill every row, or the picture is not handed out
     address_ = block_ ? GlobalLock(block_) : nullptr;
     if (!address_) return;
     *header() = {};
@@ -39,6 +68,8 @@ NewPicture::NewPicture(int64_t width, int64_t height) {
     header()->biBitCount = 24;
     header()->biSizeImage = static_cast<DWORD>(lineBytes_ * static_cast<size_t>(height));
     bits_ = static_cast<uint8_t*>(address_) + sizeof(BITMAPINFOHEADER);
+    const size_t used = size_t{3} * static_cast<size_t>(width);
+    for (int y = 0; used < lineBytes_ && y < height; ++y) std::memset(row(y) + used, 0, lineBytes_ - used);
 }
 
 NewPicture::~NewPicture() {
@@ -121,7 +152,12 @@ void GivenPicture::expand(int y, uint8_t* out, int redAt) const {
     }
 }
 
-void GivenPicture::rowRgb(int y, uint8_t* rgb) const { expand(y, rgb, 0); }
+void GivenPicture::rowRgb(int y, uint8_t* rgb) const {
+    if (header_->biBitCount == 24)
+        swapRedBlue(raw(y), rgb, static_cast<size_t>(width()));
+    else
+        expand(y, rgb, 0);
+}
 
 const uint8_t* GivenPicture::rowBgr(int y, uint8_t* scratch) const {
     if (header_->biBitCount == 24) return raw(y);

@@ -63,14 +63,14 @@ void carryResolution(TIFF* tiff, NewPicture& picture) {
     picture.setResolution(x * scale, y * scale);
 }
 
-// The common kind, 8-bit RGB in strips: rows are read in place and their red and blue swapped.
+// The common kind, 8-bit RGB in strips.
 bool readPlainRgb(TIFF* tiff, NewPicture& picture) {
     const size_t line = static_cast<size_t>(TIFFScanlineSize(tiff));
     if (line != size_t{3} * static_cast<size_t>(picture.width())) return false;
+    std::vector<uint8_t> rgb(line);
     for (int y = 0; y < picture.height(); ++y) {
-        uint8_t* row = picture.row(y);
-        if (TIFFReadScanline(tiff, row, static_cast<uint32_t>(y), 0) != 1) return false;
-        for (size_t x = 0; x < line; x += 3) std::swap(row[x], row[x + 2]);
+        if (TIFFReadScanline(tiff, rgb.data(), static_cast<uint32_t>(y), 0) != 1) return false;
+        swapRedBlue(rgb.data(), picture.row(y), line / 3);
     }
     return true;
 }

@@ -1,8 +1,13 @@
 #include "qvlibs/platform/GlobalMemory.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
+
+#include <sys/mman.h>
 
 namespace {
 
@@ -15,6 +20,7 @@ struct Block {
 struct Table {
     std::mutex mutex;
     std::unordered_map<HGLOBAL, Block> blocks;
+    Block kept{}; // a mapped block that was freed, for the next picture
 };
 
 // Never destroyed: modules and static objects of callers free blocks while the process ends.
@@ -23,14 +29,56 @@ Table& table() {
     return *one;
 }
 
+// Photos are this large and more, and malloc gives such blocks back to the system each time. Taking the memory anew
+// costs a third of the time of decoding into it: so they are mapped in huge pages where the system has them, and the
+// last one stays, marked as the system's to take back whenever it wants the memory.
+constexpr size_t kMapped = size_t{32} << 20;
+
+size_t mappedRoom(size_t size) {
+    constexpr size_t kStep = size_t{2} << 20;
+    return (size + kStep - 1) / kStep * kStep;
+}
+
+void* takeMapped(Table& all, size_t size, bool zeroed) {
+    void* address = nullptr;
+    {
+        const std::lock_guard lock(all.mutex);
+        if (all.kept.address && mappedRoom(all.kept.size) == mappedRoom(size)) {
+            address = std::exchange(all.kept, {}).address;
+        }
+    }
+    if (address) {
+        if (zeroed) std::memset(address, 0, size);
+        return address;
+    }
+    address = mmap(nullptr, mappedRoom(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (address == MAP_FAILED) return nullptr;
+    madvise(address, mappedRoom(size), MADV_HUGEPAGE); // a wish: small pages serve as well
+    return address;
+}
+
+void* take(size_t size, bool zeroed) {
+    if (size >= kMapped) return size <= PTRDIFF_MAX ? takeMapped(table(), size, zeroed) : nullptr;
+    return zeroed ? std::calloc(size ? size : 1, 1) : std::malloc(size ? size : 1);
+}
+
+void giveBack(Table& all, const Block& block) {
+    if (block.size < kMapped) {
+        std::free(block.address);
+        return;
+    }
+    if (all.kept.address) munmap(all.kept.address, mappedRoom(all.kept.size));
+    all.kept = block;
+    madvise(block.address, mappedRoom(block.size), MADV_FREE);
+}
+
 // The handle is the block's address under another type; what it stands for is only looked up, never followed.
 HGLOBAL handleOf(void* address) { return reinterpret_cast<HGLOBAL>(address); }
 
 } // namespace
 
 HGLOBAL GlobalAlloc(unsigned flags, size_t size) {
-    const size_t room = size ? size : 1;
-    void* address = flags & GMEM_ZEROINIT ? std::calloc(room, 1) : std::malloc(room);
+    void* address = take(size, flags & GMEM_ZEROINIT);
     if (!address) return nullptr;
     Table& all = table();
     const std::lock_guard lock(all.mutex);
@@ -60,7 +108,7 @@ HGLOBAL GlobalFree(HGLOBAL block) {
     const std::lock_guard lock(all.mutex);
     const auto found = all.blocks.find(block);
     if (found == all.blocks.end()) return block;
-    std::free(found->second.address);
+    giveBack(all, found->second);
     all.blocks.erase(found);
     return nullptr;
 }
