@@ -72,6 +72,7 @@
 #include "qvlibs/timecode/DvFrameInfo.h"
 #include "qvlibs/timecode/DvMetadata.h"
 #include "qvlibs/timecode/DvScenes.h"
+#include "qvlibs/timecode/DvStamp.h"
 #include "qvlibs/timecode/QVTimecode.h"
 #include "qvlibs/timecode/QVTimecodeSpan.h"
 #include "qvlibs/timecode/TimecodeMode.h"

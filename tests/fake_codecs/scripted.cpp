@@ -363,7 +363,14 @@ FAKE uint32_t GetVideoFormat(QVSTREAM stream, void* bitmapHeader) {
 }
 
 FAKE QVWRITER OpenW(const char* path, int32_t mode) { return open(path, "OpenW", mode); }
-FAKE uint32_t CloseW(QVWRITER writer) { return closeTicket(writer, "CloseW"); }
+// CloseW.empty=N: closing makes the file, and leaves it empty the first N times.
+FAKE uint32_t CloseW(QVWRITER writer) {
+    static long long closings = 0;
+    const File* file = fileOf(writer);
+    const long long empty = file ? number(file->script, "CloseW.empty", -1) : -1;
+    if (empty >= 0) std::ofstream(file->path) << (closings++ < empty ? "" : "movie");
+    return closeTicket(writer, "CloseW");
+}
 FAKE uint32_t ResetCodec(QVWRITER writer) { return simple(writer, "ResetCodec"); }
 
 FAKE uint32_t Write(QVWRITER writer, const void* bitmapHeader, const void* bits, int32_t frame) {
