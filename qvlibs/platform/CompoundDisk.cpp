@@ -40,14 +40,24 @@ void Disk::updateLength() {
 }
 
 HRESULT Disk::read(std::uint64_t offset, void* bytes, size_t count, size_t& got) {
+    if (scratch_) return readDeferred(offset, static_cast<std::uint8_t*>(bytes), count, got);
+    return readAt(descriptor_, offset, bytes, count, got);
+}
+
+HRESULT Disk::readDeferred(std::uint64_t offset, std::uint8_t* bytes, size_t count, size_t& got) {
     got = 0;
+    count = static_cast<size_t>(std::min<std::uint64_t>(count, offset < length_ ? length_ - offset : 0));
     while (got < count) {
-        const ssize_t part = ::pread(descriptor_, static_cast<std::uint8_t*>(bytes) + got, count - got,
-                                     static_cast<off_t>(offset + got));
-        if (part < 0 && errno == EINTR) continue;
-        if (part < 0) return statusOf(errno, STG_E_READFAULT);
-        if (part == 0) break;
-        got += static_cast<size_t>(part);
+        const auto span = scratch_->spanAt(offset + got);
+        const auto part = static_cast<size_t>(std::min<std::uint64_t>(count - got, span.count));
+        if (span.kept) {
+            QV_STG_TRY(scratch_->read(offset + got, bytes + got, part));
+        } else {
+            size_t done = 0;
+            QV_STG_TRY(readAt(descriptor_, offset + got, bytes + got, part, done));
+            std::memset(bytes + got + done, 0, part - done);
+        }
+        got += part;
     }
     return S_OK;
 }
@@ -85,17 +95,42 @@ void Disk::dropPage(std::uint64_t number) {
 }
 
 HRESULT Disk::write(std::uint64_t offset, const void* bytes, size_t count) {
+    if (!scratch_) return writeNow(offset, bytes, count);
+    drop(offset, count);
+    QV_STG_TRY(scratch_->write(offset, bytes, count));
+    length_ = std::max(length_, offset + count);
+    return S_OK;
+}
+
+HRESULT Disk::writeNow(std::uint64_t offset, const void* bytes, size_t count) {
     drop(offset, count);
     size_t done = 0;
-    while (done < count) {
-        const ssize_t part = ::pwrite(descriptor_, static_cast<const std::uint8_t*>(bytes) + done,
-                                      count - done, static_cast<off_t>(offset + done));
-        if (part < 0 && errno == EINTR) continue;
-        if (part < 0) return statusOf(errno, STG_E_WRITEFAULT);
-        done += static_cast<size_t>(part);
-        length_ = std::max(length_, offset + done);
+    const HRESULT status = writeAt(descriptor_, offset, bytes, count, done);
+    if (done > 0) length_ = std::max(length_, offset + done);
+    return status;
+}
+
+HRESULT Disk::settle(std::uint64_t from) {
+    if (!scratch_) return S_OK;
+    // Whoever died while it wrote may have left something behind the published end.
+    HRESULT status = truncate(from);
+    if (status >= 0 && length_ != from) status = truncate(length_);
+    if (status >= 0) status = scratch_->copyTo(descriptor_);
+    if (status >= 0)
+        scratch_->discard();
+    else if (truncate(from) < 0)
+        updateLength();
+    return status;
+}
+
+void Disk::takeBack(std::uint64_t publishedLength) {
+    if (scratch_) {
+        scratch_->discard();
+        length_ = publishedLength;
+    } else if (length_ > publishedLength && setLength(publishedLength) < 0) {
+        updateLength();
     }
-    return S_OK;
+    forgetCache();
 }
 
 HRESULT Disk::writeZeros(std::uint64_t offset, std::uint64_t count) {
@@ -111,9 +146,14 @@ HRESULT Disk::writeZeros(std::uint64_t offset, std::uint64_t count) {
     return S_OK;
 }
 
+HRESULT Disk::truncate(std::uint64_t length) const {
+    return ::ftruncate(descriptor_, static_cast<off_t>(length)) == 0 ? S_OK
+                                                                     : statusOf(errno, STG_E_WRITEFAULT);
+}
+
 HRESULT Disk::setLength(std::uint64_t length) {
     if (length == length_) return S_OK;
-    if (::ftruncate(descriptor_, static_cast<off_t>(length)) != 0) return statusOf(errno, STG_E_WRITEFAULT);
+    if (!scratch_) QV_STG_TRY(truncate(length));
     if (length < length_) pages_.clear();
     if (length > length_) drop(length_, length - length_);
     length_ = length;

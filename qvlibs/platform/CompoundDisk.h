@@ -1,7 +1,7 @@
 // The file beneath a compound file: whole reads and writes by offset, with the statuses of storage.
 #pragma once
 
-#include "qvlibs/platform/CompoundFormat.h"
+#include "qvlibs/platform/CompoundScratch.h"
 
 #include <memory>
 #include <vector>
@@ -31,6 +31,15 @@ public:
     void forgetCache() { pages_.clear(); }
     void updateLength();
 
+    // From now on what is written, and the length, are kept beside the file until settle().
+    void defer() { scratch_ = std::make_unique<Scratch>(); }
+    // Brings the file, whose published state ends at `from`, to what was written; when that fails, back.
+    [[nodiscard]] HRESULT settle(std::uint64_t from);
+    // At once, whatever is deferred: for the header.
+    [[nodiscard]] HRESULT writeNow(std::uint64_t offset, const void* bytes, size_t count);
+    // Forgets what was written past the published end, or deferred.
+    void takeBack(std::uint64_t publishedLength);
+
 private:
     static constexpr size_t kPageSize = 4096;
     static constexpr size_t kPages = 64;
@@ -41,11 +50,14 @@ private:
         std::uint8_t bytes[kPageSize];
     };
 
+    [[nodiscard]] HRESULT readDeferred(std::uint64_t offset, std::uint8_t* bytes, size_t count, size_t& got);
+    [[nodiscard]] HRESULT truncate(std::uint64_t length) const;
     void drop(std::uint64_t offset, std::uint64_t count);
     void dropPage(std::uint64_t number);
 
     int descriptor_;
     std::uint64_t length_ = 0;
+    std::unique_ptr<Scratch> scratch_;
     std::vector<std::unique_ptr<Page>> pages_; // each page number has one place
 };
 

@@ -74,7 +74,10 @@ HRESULT File::prepareChange() {
     if (spoiled_ < 0) return spoiled_;
     if (changed_) return S_OK;
     // Whoever opened the file before the last change may still look at sectors that are free by now.
-    if (shared_ && othersPresent(disk_->descriptor())) fat_->appendOnly();
+    if (shared_ && othersPresent(disk_->descriptor())) {
+        fat_->appendOnly();
+        QV_STG_TRY(mini_->appendOnly());
+    }
     if (header_.changes == 0) QV_STG_TRY(adoptForeign());
     changed_ = true;
     return S_OK;
@@ -133,12 +136,11 @@ HRESULT File::writeState(Header& next, bool waitForDisk) {
     // Readers expect the last sector to be there whole.
     const std::uint64_t whole = header_.offsetOf(static_cast<Sector>(fat_->end()));
     if (disk_->length() < whole) QV_STG_TRY(disk_->setLength(whole));
-    if (waitForDisk) QV_STG_TRY(disk_->waitForDisk());
-    return switchTo(next);
+    return switchTo(next, waitForDisk);
 }
 
 // The moment of change: one write within one page of memory, which no kill cuts in two.
-HRESULT File::switchTo(const Header& next) {
+HRESULT File::switchTo(const Header& next, bool waitForDisk) {
     const CommitLock lock(shared_ ? disk_->descriptor() : -1, CommitLock::Write);
     if (shared_) {
         std::uint8_t bytes[kHeaderSize];
@@ -148,15 +150,14 @@ HRESULT File::switchTo(const Header& next) {
         Header current;
         if (current.parse(bytes, got) < 0 || current.bytes() != expected) return STG_E_NOTCURRENT;
     }
+    QV_STG_TRY(disk_->settle(publishedLength_));
+    if (waitForDisk) QV_STG_TRY(disk_->waitForDisk());
     const auto bytes = next.bytes();
-    return disk_->write(0, bytes.data(), bytes.size());
+    return disk_->writeNow(0, bytes.data(), bytes.size());
 }
 
 void File::rollBack() {
-    // What was written past the published end is of no use; nobody else has seen it unless the file is shared.
-    if (changed_ && !shared_ && disk_->length() > publishedLength_ && disk_->setLength(publishedLength_) < 0)
-        disk_->updateLength();
-    disk_->forgetCache();
+    if (changed_) disk_->takeBack(publishedLength_);
     makeParts();
 }
 

@@ -19,7 +19,10 @@ public:
     explicit File(std::unique_ptr<Disk> disk) : disk_(std::move(disk)) {}
 
     // Others may commit to the file or read it meanwhile.
-    void setShared() { shared_ = true; }
+    void setShared() {
+        shared_ = true;
+        disk_->defer();
+    }
     [[nodiscard]] HRESULT open();
 
     Disk& disk() { return *disk_; }
@@ -47,7 +50,7 @@ private:
     [[nodiscard]] HRESULT readHeader();
     [[nodiscard]] HRESULT adoptForeign();
     [[nodiscard]] HRESULT writeState(Header& next, bool waitForDisk);
-    [[nodiscard]] HRESULT switchTo(const Header& next);
+    [[nodiscard]] HRESULT switchTo(const Header& next, bool waitForDisk);
     void makeParts();
 
     std::unique_ptr<Disk> disk_;

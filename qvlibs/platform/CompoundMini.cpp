@@ -78,7 +78,7 @@ HRESULT MiniStream::read(Sector start, std::uint64_t size, std::vector<std::uint
 HRESULT MiniStream::findFree(Sector& piece) {
     piece = kFree;
     for (std::uint64_t budget = kSearchedPieces; budget > 0 && piecesLeft_ > 0; --budget, --piecesLeft_) {
-        if (cursor_ >= pieces_) cursor_ = 0;
+        if (cursor_ >= pieces_) cursor_ = firstUsable_;
         const auto candidate = static_cast<Sector>(cursor_++);
         PagedChain::Page* page = nullptr;
         QV_STG_TRY(table_.read(candidate / perPage(), page));
@@ -147,7 +147,14 @@ HRESULT MiniStream::release(Sector start) {
         QV_STG_TRY(set(piece, kFree));
         piece = following;
     }
-    piecesLeft_ = pieces_;
+    piecesLeft_ = pieces_ - firstUsable_;
+    return S_OK;
+}
+
+HRESULT MiniStream::appendOnly() {
+    QV_STG_TRY(load());
+    firstUsable_ = cursor_ = pieces_;
+    piecesLeft_ = 0;
     return S_OK;
 }
 

@@ -22,6 +22,8 @@ public:
     [[nodiscard]] HRESULT store(const std::vector<std::uint8_t>& bytes, Sector& start);
     [[nodiscard]] HRESULT release(Sector start);
     [[nodiscard]] HRESULT next(Sector piece, Sector& following);
+    // Others may look at older states: from now on only pieces that were not there yet are used.
+    [[nodiscard]] HRESULT appendOnly();
 
 private:
     [[nodiscard]] HRESULT load();
@@ -39,6 +41,7 @@ private:
     std::unique_ptr<Chain> content_;
     std::uint64_t pieces_ = 0; // that the mini stream has room for
     bool loaded_ = false;
+    std::uint64_t firstUsable_ = 0; // pieces before it may be looked at by others
     std::uint64_t cursor_ = 0;
     std::uint64_t piecesLeft_ = 0; // to look at before it grows
 };
