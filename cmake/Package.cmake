@@ -34,7 +34,7 @@ function(qv_package component name summary more)
 endfunction()
 
 set(exact "${library} (= ${PROJECT_VERSION})")
-set(modules qvlibs-pictures qvlibs-exif qvlibs-sounds qvlibs-titles qvlibs-ffmpeg)
+set(modules qvlibs-pictures qvlibs-heif qvlibs-exif qvlibs-sounds qvlibs-titles qvlibs-ffmpeg)
 string(JOIN ", " all_modules ${modules})
 qv_package(library ${library} "home-video building blocks"
   "Timecodes, DV, bitmaps, compound files, settings, classification of media files, and the DV movies module."
@@ -46,7 +46,8 @@ qv_package(program qv "looks into tapes, movies, pictures and sounds"
   DEPENDS "${exact}" RECOMMENDS "${all_modules}")
 # Modules: component, package, what it adds.
 foreach(row
-    "pictures|qvlibs-pictures|JPEG, PNG, TIFF, GIF and other pictures"
+    "pictures|qvlibs-pictures|JPEG, PNG, TIFF, GIF and WebP pictures"
+    "heif|qvlibs-heif|HEIF and AVIF pictures (libheif with its video coders)"
     "properties|qvlibs-exif|dates, orientation and maker's notes in pictures (Exiv2: GPL)"
     "sounds|qvlibs-sounds|WAV, AIFF, FLAC, Ogg and MP3 sounds"
     "titles|qvlibs-titles|titles and subtitles drawn by libass"

@@ -21,6 +21,12 @@ constexpr int64_t kLongestSide = 65535;
 
 size_t lineBytesOf(int64_t width, int bits) { return static_cast<size_t>((width * bits + 31) / 32 * 4); }
 
+// value * alpha + 255 * (255 - alpha), divided by 255 with rounding.
+uint8_t overWhite(unsigned value, unsigned alpha) {
+    const unsigned sum = value * alpha + 255 * (255 - alpha) + 128;
+    return static_cast<uint8_t>((sum + (sum >> 8)) >> 8);
+}
+
 LONG pixelsPerMeter(double value) {
     return value > 0 && value < 1e7 ? static_cast<LONG>(std::lround(value)) : 0;
 }
@@ -49,6 +55,12 @@ void swapRedBlue(const uint8_t* in, uint8_t* out, size_t pixels) {
         out[at] = in[at + 2];
         out[at + 1] = in[at + 1];
         out[at + 2] = in[at];
+    }
+}
+
+void blendOverWhite(const uint8_t* bgra, uint8_t* bgr, int width) {
+    for (int x = 0; x < width; ++x) {
+        for (int i = 0; i < 3; ++i) bgr[3 * x + i] = overWhite(bgra[4 * x + i], bgra[4 * x + 3]);
     }
 }
 

@@ -82,10 +82,7 @@ std::vector<uint8_t> readWholeFile(const char* path);
 // R, G, B as B, G, R, or the other way round; `out` is not `in`.
 void swapRedBlue(const uint8_t* in, uint8_t* out, size_t pixels);
 
-// value * alpha + 255 * (255 - alpha), divided by 255 with rounding: a channel over white.
-inline uint8_t overWhite(unsigned value, unsigned alpha) {
-    const unsigned sum = value * alpha + 255 * (255 - alpha) + 128;
-    return static_cast<uint8_t>((sum + (sum >> 8)) >> 8);
-}
+// B, G, R, alpha laid over white.
+void blendOverWhite(const uint8_t* bgra, uint8_t* bgr, int width);
 
 } // namespace qv::codec

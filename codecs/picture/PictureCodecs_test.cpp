@@ -22,6 +22,8 @@ using qv::test::writeFile;
 
 namespace {
 
+const std::vector<std::string> kOptional{"webp", "heif"};
+
 struct Module {
     explicit Module(const std::string& name)
         : handle(dlopen((qv::test::buildFolder() / "lib/qvlibs" / (name + ".pcp")).c_str(),
@@ -90,33 +92,47 @@ std::string magickRgb(const fs::path& path) {
         .out;
 }
 
-constexpr const char* kModules[] = {"jpeg", "png", "tiff", "gif"};
+bool isBuilt(const std::string& name) {
+    return fs::exists(qv::test::buildFolder() / "lib/qvlibs" / (name + ".pcp"));
+}
+
+// The last two only where their libraries are.
+std::vector<std::string> modules() {
+    std::vector<std::string> names{"jpeg", "png", "tiff", "gif"};
+    std::copy_if(kOptional.begin(), kOptional.end(), std::back_inserter(names), isBuilt);
+    return names;
+}
+
+std::string fileName(const std::string& stem, const std::string& module) {
+    return stem + "." + (module == "heif" ? "heic" : module);
+}
 
 } // namespace
 
 TEST(PictureCodecs, WhatIsWrittenReadsTheSameHereAndElsewhere) {
     const struct {
-        const char* module;
+        std::string module;
         int option1, option2, tolerance;
-    } rows[] = {{"png", 0, 0, 0},   {"png", 1, 0, 0},    {"png", 9, 0, 0},
-                {"tiff", 0, 0, 0},  {"tiff", 1, 0, 0},   {"tiff", 2, 0, 0},
-                {"jpeg", 0, 0, 64}, {"jpeg", 100, 1, 6}, {"gif", 0, 0, 96}};
+    } rows[] = {{"png", 0, 0, 0},   {"png", 1, 0, 0},  {"png", 9, 0, 0},   {"tiff", 0, 0, 0},
+                {"tiff", 1, 0, 0},  {"tiff", 2, 0, 0}, {"jpeg", 0, 0, 64}, {"jpeg", 100, 1, 6},
+                {"gif", 0, 0, 96},  {"webp", 0, 1, 0}, {"webp", 0, 0, 96}, {"heif", 0, 0, 64},
+                {"heif", 100, 1, 8}};
     const fs::path folder = makeFolder("out");
     for (const auto& row : rows) {
         for (const int width : {1, 2, 3, 5, 37, 160}) {
-            SCOPED_TRACE(std::string(row.module) + " " + std::to_string(row.option1) + " " +
-                         std::to_string(width));
+            if (std::count(kOptional.begin(), kOptional.end(), row.module) && !isBuilt(row.module)) continue;
+            SCOPED_TRACE(row.module + " " + std::to_string(row.option1) + " " + std::to_string(width));
             const Module module(row.module);
             ASSERT_TRUE(module.handle);
             const HGLOBAL picture = makePicture(width, 41);
-            const fs::path path = folder / (std::string("a.") + row.module);
+            const fs::path path = folder / fileName("a", row.module);
             EXPECT_TRUE(module.isSupported(path)) << "by its name, before it is written";
             ASSERT_EQ(module.encode(picture, path, row.option1, row.option2), 0u);
             EXPECT_TRUE(module.isSupported(path));
             const HGLOBAL back = module.decode(path);
             ASSERT_TRUE(back);
             EXPECT_LE(largestDifference(rgbOf(picture), rgbOf(back)), row.tolerance);
-            if (row.module != std::string("gif")) {
+            if (row.module == "jpeg" || row.module == "png" || row.module == "tiff") {
                 EXPECT_NEAR(GivenPicture(back).header().biXPelsPerMeter, 2835, 20);
                 EXPECT_NEAR(GivenPicture(back).header().biYPelsPerMeter, 5669, 20);
             }
@@ -125,8 +141,11 @@ TEST(PictureCodecs, WhatIsWrittenReadsTheSameHereAndElsewhere) {
             EXPECT_EQ(info.width, width);
             EXPECT_EQ(info.height, 41);
             if (width == 37 && qv::test::hasProgram("convert")) {
-                EXPECT_LE(largestDifference(rgbOf(back), magickRgb(path)),
-                          row.module == std::string("jpeg") ? 3 : 0);
+                // Lossy formats leave the rounding, and how colours of half resolution are widened, to the reader.
+                const int judged = row.tolerance == 0 || row.module == "gif" ? 0
+                                   : row.module == "heif"                    ? 16
+                                                                             : 3;
+                EXPECT_LE(largestDifference(rgbOf(back), magickRgb(path)), judged);
             }
             GlobalFree(picture);
             GlobalFree(back);
@@ -180,43 +199,54 @@ TEST(PictureCodecs, SourcesOfEveryDepthAreEncoded) {
 
 TEST(PictureCodecs, EveryTruncationIsReported) {
     const fs::path folder = makeFolder("cut");
-    for (const char* name : kModules) {
+    for (const std::string& name : modules()) {
         const Module module(name);
         const HGLOBAL picture = makePicture(40, 30);
-        const fs::path whole = folder / (std::string("whole.") + name);
+        const fs::path whole = folder / fileName("whole", name);
         ASSERT_EQ(module.encode(picture, whole), 0u);
         GlobalFree(picture);
         const std::string bytes = readFile(whole);
         // JPEG ends in a two-byte marker without picture data, TIFF keeps its directory at the end.
         size_t passed = 0;
         for (size_t size = 0; size<bytes.size(); size += bytes.size()> 600 ? 7 : 1) {
-            const fs::path path = folder / (std::string("cut.") + name);
+            const fs::path path = folder / fileName("cut", name);
             writeFile(path, bytes.substr(0, size));
             if (const HGLOBAL back = module.decode(path)) {
                 GlobalFree(back);
                 ++passed;
             }
         }
-        EXPECT_LE(passed, name == std::string("gif") ? 2u : 0u)
-            << name << ": GIF may lack its last byte, the trailer";
+        EXPECT_LE(passed, name == "gif" ? 2u : 0u) << name << ": GIF may lack its last byte, the trailer";
     }
 }
 
 TEST(PictureCodecs, HugeSizesInSmallFilesAreRefusedBeforeMemoryIsTaken) {
-    QV_NEEDS_PROGRAM("convert");
+    using namespace std::string_literals;
+    const struct {
+        std::string module, before; // the size follows `skip` bytes after these
+        size_t skip;
+        std::string size;
+    } rows[] = {{"jpeg", "\xFF\xC0"s, 3, "\xEA\x60\xEA\x60"s},
+                {"png", "IHDR"s, 0, "\0\0\xEA\x60\0\0\xEA\x60"s},
+                {"gif", "GIF"s, 3, "\xFF\xFF\xFF\xFF"s},
+                {"webp", "VP8 "s, 10, "\xFF\x3F\xFF\x3F"s},
+                {"heif", "ispe"s, 4, "\0\0\xEA\x60\0\0\xEA\x60"s}};
     const fs::path folder = makeFolder("huge");
-    for (const char* name : {"png", "gif"}) {
-        const fs::path path = folder / (std::string("huge.") + name);
-        run({"convert", "-size", "16x16", "xc:red", path.string()});
+    for (const auto& row : rows) {
+        if (!isBuilt(row.module)) continue;
+        SCOPED_TRACE(row.module);
+        const Module module(row.module);
+        const fs::path path = folder / fileName("huge", row.module);
+        const HGLOBAL picture = makePicture(64, 64);
+        ASSERT_EQ(module.encode(picture, path), 0u);
+        GlobalFree(picture);
         std::string bytes = readFile(path);
-        ASSERT_GT(bytes.size(), 30u);
-        if (name == std::string("png")) {
-            bytes.replace(16, 8, std::string("\0\0\xEA\x60\0\0\xEA\x60", 8));
-        } else {
-            bytes.replace(6, 4, "\xFF\xFF\xFF\xFF");
-        }
+        size_t at = bytes.find(row.before);
+        ASSERT_NE(at, std::string::npos);
+        for (; at != std::string::npos; at = bytes.find(row.before, at + 1))
+            bytes.replace(at + row.before.size() + row.skip, row.size.size(), row.size);
         writeFile(path, bytes);
-        EXPECT_EQ(Module(name).decode(path), nullptr);
+        EXPECT_EQ(module.decode(path), nullptr);
     }
     qv::codec::NewPicture tooLarge(60000, 60000);
     EXPECT_FALSE(tooLarge.isOpen());
@@ -279,7 +309,7 @@ TEST(PictureCodecs, DamagedFilesEndInAResult) {
     int read = 0;
     for (const char* set : {"pictures", "malformed", "exif"}) {
         for (const auto& entry : fs::recursive_directory_iterator(media / set)) {
-            for (const char* name : kModules) {
+            for (const std::string& name : modules()) {
                 const Module module(name);
                 if (!entry.is_regular_file() || !module.isSupported(entry.path())) continue;
                 QVPICTUREINFO info;

@@ -55,12 +55,6 @@ bool Decoder::readHeader() {
     return true;
 }
 
-void blendOverWhite(const uint8_t* bgra, uint8_t* bgr, int width) {
-    for (int x = 0; x < width; ++x) {
-        for (int i = 0; i < 3; ++i) bgr[3 * x + i] = overWhite(bgra[4 * x + i], bgra[4 * x + 3]);
-    }
-}
-
 bool Decoder::readPicture() {
     if (setjmp(png_jmpbuf(png))) return false;
     picture = std::make_unique<NewPicture>(width(), height());

@@ -142,8 +142,10 @@ std::function<int()> setupConvert(CLI::App& app, const Common& common) {
                    "Turn clockwise; exif: mirrored pictures upright too (turned ones always are)")
         ->check(CLI::IsMember({"90", "180", "270", "exif"}));
     app.add_option("--quality", options->quality,
-                   "JPEG 1 to 100 (90), PNG compression 1 to 9 (6), TIFF 1 none, 2 Deflate")
-        ->check(CLI::Range(1, 100));
+                   "JPEG and WebP 1 to 100 (90), HEIF 1 to 100 (80), PNG compression 1 to 9 (6), TIFF 1 "
+                   "none, 2 Deflate, GIF "
+                   "colours 2 to 256")
+        ->check(CLI::Range(1, 256));
     app.add_flag("--strip", options->strip,
                  "Leave out date, camera and all else that the picture says of itself");
     app.add_option("--size", options->size, "Resize to WIDTHxHEIGHT");
