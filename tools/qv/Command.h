@@ -85,6 +85,7 @@ std::function<int()> setupMtv(CLI::App& app, const Common& common);
 std::function<int()> setupInfo(CLI::App& app, const Common& common);
 std::function<int()> setupSheet(CLI::App& app, const Common& common);
 std::function<int()> setupDvlog(CLI::App& app, const Common& common);
+std::function<int()> setupDesktop(CLI::App& app, const Common& common);
 std::function<int()> setupThumb(CLI::App& app, const Common& common);
 std::function<int()> setupConvert(CLI::App& app, const Common& common);
 std::function<int()> setupPlugins(CLI::App& app, const Common& common);

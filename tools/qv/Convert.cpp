@@ -57,17 +57,6 @@ private:
     int descriptor_;
 };
 
-// What turns a picture with this orientation upright after the library turned those that need no mirror.
-bool turnMirrored(CQVDIB& picture, int orientation) {
-    constexpr struct { int orientation, angle; } rows[] = {{2, 0}, {4, 180}, {5, 270}, {7, 90}};
-    for (const auto& row : rows) {
-        if (row.orientation != orientation) continue;
-        mirrorPicture(picture);
-        return row.angle == 0 || picture.RotationFilter(row.angle, 0, nullptr) == 0;
-    }
-    return true;
-}
-
 // One step after the other, in the order in which they make sense on a still: fields, cut, turn, size, colors.
 int work(const Options& options, CQVDIB& picture) {
     if (options.still && picture.StillFilter(static_cast<ULONG>(*options.still), nullptr) != 0) {

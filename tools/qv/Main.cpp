@@ -58,6 +58,11 @@ constexpr Command kCommands[] = {
      "clockwise\n"
      "  qv convert in.bmp in.bmp --trim 0,60,719,419 --gray    the picture of a letterbox frame, in gray",
      qv::cli::setupConvert},
+    {"desktop", "small pictures for file managers, kept where the desktop keeps them",
+     "  qv desktop tapes/*.avi                  makes those that are missing or out of date\n"
+     "  qv desktop IMG_0815.jpg --size 512 --json   says where the picture lies\n"
+     "  qv desktop tape.dv -o small.png         writes the picture here",
+     qv::cli::setupDesktop},
     {"plugins", "the codec modules, and who takes a file",
      "  qv plugins                   every module with its kind, extensions and number of functions\n"
      "  qv plugins list --json       the same with the names of the functions\n"

@@ -129,4 +129,14 @@ void mirrorPicture(CQVDIB& picture) {
     }
 }
 
+bool turnMirrored(CQVDIB& picture, int orientation) {
+    constexpr struct { int orientation, angle; } rows[] = {{2, 0}, {4, 180}, {5, 270}, {7, 90}};
+    for (const auto& row : rows) {
+        if (row.orientation != orientation) continue;
+        mirrorPicture(picture);
+        return row.angle == 0 || picture.RotationFilter(row.angle, 0, nullptr) == 0;
+    }
+    return true;
+}
+
 } // namespace qv::cli

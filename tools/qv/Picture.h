@@ -28,5 +28,8 @@ int savePicture(CQVDIB& picture, const std::string& path, int option1 = 0, int o
 bool canSavePicture(const std::string& path);
 // Left becomes right, in a picture of 24 bits.
 void mirrorPicture(CQVDIB& picture);
+// Turns a loaded picture upright that has one of the mirrored orientations; the others were turned by loading. False
+// when memory runs out.
+bool turnMirrored(CQVDIB& picture, int orientation);
 
 } // namespace qv::cli
