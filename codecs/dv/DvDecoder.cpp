@@ -76,18 +76,11 @@ static void eachMacroblock(const std::uint8_t* dif, Picture& picture, Read&& rea
 
 void Decoder::State::readLow(const std::uint8_t* dif, Picture& picture) {
     const auto put = [&](const MacroblockPlace& place, const std::array<LowValues, 6>& values) {
-        std::uint8_t block[4];
-        std::uint8_t luma[16]; // two rows of four blocks
-        for (std::size_t i = 0; i < 4; ++i) {
-            transformLow(values[i], block);
-            std::memcpy(luma + 2 * i, block, 2);
-            std::memcpy(luma + 8 + 2 * i, block + 2, 2);
-        }
-        picture.placeLuma<2>(place, luma);
-        for (std::size_t i = 4; i < 6; ++i) {
-            transformLow(values[i], block);
-            picture.placeColour<2>(place, i == 4, block, 2);
-        }
+        LowSamples small;
+        transformLow(values, small);
+        picture.placeLuma<2>(place, small.luma.data());
+        picture.placeColour<2>(place, true, small.colour.data(), 4);
+        picture.placeColour<2>(place, false, small.colour.data() + 2, 4);
     };
     eachMacroblock<std::array<LowValues, 6>>(dif, picture, readLowValues, put);
 }

@@ -2,67 +2,16 @@
 
 #include <array>
 #include <bit>
-#include <cstring>
 
+#include "codecs/dv/DvCodes.h"
 #include "codecs/dv/DvTables.h"
 
-// The body is built twice for x86: processors with BMI2 shift by a variable count in one operation.
-#if defined(__x86_64__)
-#define QVDV_BMI2 __attribute__((target("bmi,bmi2")))
-#endif
-#define QVDV_INLINE [[gnu::always_inline]] inline
 // Keeps the compiler from mixing the steps of several lanes, for which there are not enough registers; the
 // processor overlaps them by itself.
 #define QVDV_IN_ORDER() __asm__ volatile("" ::: "memory")
 
 namespace qv::dv {
 namespace {
-
-// --- All codes. A code starts at the top of a 64-bit window. Those up to 10 bits (sign included) do not start
-// with 11111 and are found by 10 bits; the others by the 11 bits after those five ones.
-constexpr int kShortBits = 10;
-constexpr std::uint64_t kLongFrom = std::uint64_t{0b11111} << 59;
-constexpr std::size_t kShortCodes = std::size_t{1} << kShortBits;
-constexpr std::size_t kLongCodes = std::size_t{1} << 11;
-
-struct Code {
-    std::int16_t level;
-    std::uint8_t length;
-    std::uint8_t advance; // the zeros and the level; 0: end of the block
-};
-
-struct CodeTable {
-    std::array<Code, kShortCodes + kLongCodes> at{};
-
-    constexpr void add(std::uint32_t bits, int length, int advance, int level) {
-        const Code entry{static_cast<std::int16_t>(level), static_cast<std::uint8_t>(length),
-                         static_cast<std::uint8_t>(advance)};
-        const std::uint32_t first = bits << (16 - length);
-        const std::uint32_t last = first + (1u << (16 - length)) - 1;
-        const bool isLong = first >> 11 == 0b11111;
-        const std::size_t begin = isLong ? kShortCodes + (first & 0x7FF) : first >> (16 - kShortBits);
-        const std::size_t end = isLong ? kShortCodes + (last & 0x7FF) : last >> (16 - kShortBits);
-        for (std::size_t i = begin; i <= end; ++i) at[i] = entry;
-    }
-    constexpr CodeTable() {
-        for (const RunCode& code : kRunCodes) {
-            const std::uint32_t signs = code.amplitude ? 2 : 1;
-            for (std::uint32_t sign = 0; sign < signs; ++sign) {
-                add(code.bits * signs + sign, code.length + static_cast<int>(signs) - 1, code.run + 1,
-                    sign ? -code.amplitude : code.amplitude);
-            }
-        }
-        for (std::uint32_t run = 0; run < 64; ++run) {
-            add(kZerosEscape << 6 | run, 13, static_cast<int>(run) + 1, 0);
-        }
-        for (std::uint32_t level = 0; level < 512; ++level) {
-            const int amplitude = static_cast<int>(level >> 1);
-            add(kLevelEscape << 9 | level, 16, 1, level & 1 ? -amplitude : amplitude);
-        }
-        add(kEndOfBlock, kEndOfBlockLength, 0, 0);
-    }
-};
-constexpr CodeTable kCodes;
 
 // --- The same for the quick steps: how a code moves a lane (below) and its level. What a step cannot read (long
 // codes, the end of a block) seems to be longer than any window and so stops the lane.
@@ -110,55 +59,6 @@ constexpr auto makePlaces() {
     return table;
 }
 constexpr auto kPlaces = makePlaces();
-
-// --- For a quarter of the size. Positions in the scans (8x8, 2-4-8) of what is wanted: across, down, both, third
-// across, third down. The last of them is at position 127; bit 9 tells the transform, so that a lane may take a
-// few codes more than it needs. Slot 6 takes what is not wanted.
-constexpr std::uint32_t kLowScan[2][5] = {{1, 2, 4, 6, 9}, {2, 4, 8, 18, 12}};
-constexpr std::uint32_t kLowFieldMode = 512;
-constexpr std::uint32_t kLowPastEnd = 0x180;
-struct LowScan {
-    std::uint32_t first[2]; // state at the DC value
-    PlaceTable<2 * kLowFieldMode> places{6};
-    constexpr LowScan(int wanted, std::uint32_t last88, std::uint32_t last248)
-        : first{127 - last88, kLowFieldMode + 127 - last248} {
-        for (std::size_t mode = 0; mode < 2; ++mode) {
-            for (int i = 0; i < wanted; ++i) places.set(first[mode] + kLowScan[mode][i], i + 1);
-        }
-    }
-};
-constexpr LowScan kLowLuma(3, 4, 8);
-constexpr LowScan kLowColour(5, 9, 18);
-
-// --- Blocks in the stream.
-constexpr int kLumaBytes = 14;
-constexpr int kColourBytes = 10;
-constexpr int kHeaderBits = 12;
-
-// Error codes of the status nibble: errors that the player could not hide. All others stand for data that can
-// be used (0) or was replaced by the player (the even ones).
-bool isDamaged(const std::uint8_t* block) {
-    const int status = block[3] >> 4;
-    const bool isVideo = block[0] >> 5 == 0b100;
-    return !isVideo || status == 0x7 || status == 0xF;
-}
-
-std::uint64_t big64(const std::uint8_t* bytes) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return __builtin_bswap64(word);
-}
-
-// The DC value, the transform and the class are the first 12 bits of a block.
-std::int16_t dcOf(std::uint64_t head) {
-    return static_cast<std::int16_t>(static_cast<std::int64_t>(head) >> 55);
-}
-BlockKind kindOf(std::uint64_t head, int quantisation) {
-    const unsigned blockClass = (head >> 52) & 3;
-    return {.fieldMode = static_cast<std::uint8_t>((head >> 54) & 1),
-            .step =
-                static_cast<std::uint8_t>(quantisation + kClassOffset[blockClass] + (blockClass == 3) * 22)};
-}
 
 // A block on its way through the passes.
 struct Lane {
@@ -435,58 +335,10 @@ QVDV_INLINE void readSegmentIn(const std::uint8_t* const* blocks, SegmentLevels&
     if (unfinished) share(lanes, unfinished, everyMacroblock);
 }
 
-// The first values of `count` blocks, side by side.
-template <int count>
-QVDV_INLINE void readLow(const std::uint8_t* area, int bytes, int quantisation, const LowScan& scan,
-                         LowValues* out) {
-    Lane lanes[count];
-    std::int16_t values[count][8] = {};
-    for (int i = 0; i < count; ++i, area += bytes) {
-        const std::uint64_t head = big64(area);
-        out[i].kind = kindOf(head, quantisation);
-        values[i][0] = dcOf(head);
-        lanes[i].window = head << kHeaderBits | static_cast<std::uint64_t>(area[8]) << 4 | area[9] >> 4;
-        lanes[i].state = scan.first[out[i].kind.fieldMode];
-        lanes[i].setLeft(64);
-        lanes[i].values = values[i];
-    }
-    // Four codes of each are all that most blocks need, so that the loop ends where the processor expects it.
-    for (bool again = true; again;) {
-        std::uint32_t moved[count];
-        for (int round = 0; round < 4; ++round) {
-            for (int i = 0; i < count; ++i) {
-                moved[i] = step(lanes[i].window, lanes[i].state, values[i], scan.places);
-            }
-        }
-        again = false;
-        for (int i = 0; i < count; ++i) {
-            if (lanes[i].state & kLowPastEnd)
-                lanes[i].window = std::uint64_t{kEndOfBlock} << 60; // reads no further
-            else
-                again |= moved[i] || readLongCode(lanes[i], scan.places);
-        }
-    }
-    for (int i = 0; i < count; ++i) {
-        const std::int16_t* v = values[i];
-        out[i] = {v[0], v[1], v[2], v[3], v[4], v[5], out[i].kind};
-    }
-}
-
-QVDV_INLINE bool readLowValuesIn(const std::uint8_t* block, std::array<LowValues, 6>& out) {
-    if (isDamaged(block)) return false;
-    readLow<4>(block + 4, kLumaBytes, block[3] & 15, kLowLuma, out.data());
-    readLow<2>(block + 4 + 4 * kLumaBytes, kColourBytes, block[3] & 15, kLowColour, out.data() + 4);
-    return true;
-}
-
 #ifdef QVDV_BMI2
 QVDV_BMI2 void readSegmentBmi2(const std::uint8_t* const* blocks, SegmentLevels& out) {
     readSegmentIn(blocks, out);
 }
-QVDV_BMI2 bool readLowValuesBmi2(const std::uint8_t* block, std::array<LowValues, 6>& out) {
-    return readLowValuesIn(block, out);
-}
-bool hasBmi2() { return __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2"); }
 #endif
 
 } // namespace
@@ -496,23 +348,6 @@ void readSegment(const std::uint8_t* const* blocks, SegmentLevels& out) {
     if (hasBmi2()) return readSegmentBmi2(blocks, out);
 #endif
     readSegmentIn(blocks, out);
-}
-
-bool readLowValues(const std::uint8_t* block, std::array<LowValues, 6>& out) {
-#ifdef QVDV_BMI2
-    if (hasBmi2()) return readLowValuesBmi2(block, out);
-#endif
-    return readLowValuesIn(block, out);
-}
-
-bool readDcValues(const std::uint8_t* block, std::array<std::int16_t, 6>& out) {
-    if (isDamaged(block)) return false;
-    const std::uint8_t* area = block + 4;
-    for (std::size_t component = 0; component < 6; ++component) {
-        out[component] = static_cast<std::int16_t>(static_cast<std::int16_t>(area[0] << 8 | area[1]) >> 7);
-        area += component < 4 ? kLumaBytes : kColourBytes;
-    }
-    return true;
 }
 
 } // namespace qv::dv

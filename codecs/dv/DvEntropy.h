@@ -48,9 +48,9 @@ void readSegment(const std::uint8_t* const* blocks, SegmentLevels& out);
 
 // What a quarter of the size needs of a block, in the stream's own scale: the DC value, the first value
 // across, the first down and the first of both. The third ones change a sample little; they are read for
-// colour, where edges are steep and codes few, and 0 for luma.
-struct LowValues {
-    std::int16_t dc, across, down, both, thirdAcross, thirdDown;
+// colour, where edges are steep and codes few, and 0 for luma. (DvLowEntropy.cpp.)
+struct alignas(16) LowValues {
+    std::int16_t across, down, both, dc, thirdAcross, thirdDown;
     BlockKind kind;
 };
 // Of a macroblock's six blocks (luma, Cr, Cb). They lie in the blocks' own areas, nearly always: behind

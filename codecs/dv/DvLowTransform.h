@@ -11,9 +11,9 @@
 
 namespace qv::dv {
 
-// Factors in 1/65536 of the five values of a quarter-size block, by transform and step row.
+// Factors in 1/65536 of the values of a quarter-size block, by transform and step row, in the order of LowValues.
 struct LowFactors {
-    std::array<std::array<std::array<std::int32_t, 5>, kStepRows>, 2> at{};
+    alignas(16) std::array<std::array<std::array<std::int32_t, 8>, kStepRows>, 2> at{};
     constexpr LowFactors() {
         const double norm = 0.5 * kCos[4]; // of the DC value in the other direction
         // Means of the cosines 1 and 3 over half a block: over four samples, or over two line pairs of a
@@ -32,8 +32,11 @@ struct LowFactors {
                     return static_cast<std::int32_t>(65536 * factor *
                                                      (2 << (kStepShift[row % 22][area] + row / 22)));
                 };
-                at[mode][row] = {fixed(across * norm, 0), fixed(down * norm, 0),
-                                 fixed(across * down, mode ? 1 : 0), fixed(across3 * norm, 1),
+                at[mode][row] = {fixed(across * norm, 0),
+                                 fixed(down * norm, 0),
+                                 fixed(across * down, mode ? 1 : 0),
+                                 1 << 15,
+                                 fixed(across3 * norm, 1),
                                  fixed(down3 * norm, 1)};
             }
         }
@@ -43,18 +46,28 @@ inline constexpr LowFactors kLowFactors;
 
 inline std::uint8_t sampleOf(int value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
 
-// A quarter of the size: the 2 x 2 samples of one block, row after row.
-inline void transformLow(const LowValues& values, std::uint8_t* out) {
+// What is added for middle grey and rounding.
+inline constexpr std::int32_t kLowGrey = (128 << 16) + (1 << 15);
+
+// A quarter of the size, the plain version: the 2 x 2 samples of one block, row after row.
+inline void transformLowPlain(const LowValues& values, std::uint8_t* out) {
     const auto& factors = kLowFactors.at[values.kind.fieldMode][values.kind.step];
-    const int middle = (128 << 16) + (1 << 15) + values.dc * (1 << 15);
-    const int across = values.across * factors[0] + values.thirdAcross * factors[3];
-    const int down = values.down * factors[1] + values.thirdDown * factors[4];
+    const int middle = kLowGrey + values.dc * factors[3];
+    const int across = values.across * factors[0] + values.thirdAcross * factors[4];
+    const int down = values.down * factors[1] + values.thirdDown * factors[5];
     const int both = values.both * factors[2];
     out[0] = sampleOf((middle + across + down + both) >> 16);
     out[1] = sampleOf((middle - across + down - both) >> 16);
     out[2] = sampleOf((middle + across - down - both) >> 16);
     out[3] = sampleOf((middle - across - down + both) >> 16);
 }
+
+// The fast version, for a whole macroblock: two rows of four luma blocks; two rows of Cr and Cb, each two samples.
+struct LowSamples {
+    std::array<std::uint8_t, 16> luma;
+    std::array<std::uint8_t, 8> colour;
+};
+void transformLow(const std::array<LowValues, 6>& values, LowSamples& out);
 
 // An eighth: the one sample of a block.
 inline std::uint8_t transformDc(std::int16_t dc) { return sampleOf((257 + dc) >> 1); }
