@@ -113,8 +113,11 @@ std::uint32_t FrameIndex::count() {
 }
 
 std::optional<FrameIndex::Start> FrameIndex::startBefore(std::int64_t time, size_t back) const {
+    const auto isLater = [=](const Start& start) {
+        return start.time == AV_NOPTS_VALUE || start.time > time; // one that is still open comes behind all
+    };
     size_t found = starts_.size();
-    while (found > 0 && starts_[found - 1].time > time) --found;
+    while (found > 0 && isLater(starts_[found - 1])) --found;
     if (found <= back) return std::nullopt;
     return starts_[found - 1 - back];
 }

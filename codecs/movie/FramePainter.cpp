@@ -92,8 +92,8 @@ MovieStream::Size FramePainter::size(std::uint32_t reduction) const {
 }
 
 bool FramePainter::keepsFields(const AVFrame& frame) const {
-    const bool upright = shape_.turns % 2 == 0;
-    return frame.interlaced_frame && upright && frame.height == shape_.size.height && frame.height % 2 == 0;
+    return frame.interlaced_frame && shape_.turns == 0 && frame.height == shape_.size.height &&
+           frame.height % 2 == 0;
 }
 
 // Converts the frame, or one of its fields: 0 the upper one, 1 the lower one.
@@ -141,8 +141,8 @@ bool FramePainter::paint(const AVFrame& frame, std::uint32_t reduction, std::uin
         done = scale(frame, 0, unturned_.data(), half, 2 * row) &&
                scale(frame, 1, unturned_.data() + row, half, 2 * row);
     } else {
-        // The fields of a picture that is turned would become columns: one of them stands for both.
-        const bool oneField = frame.interlaced_frame && shape_.turns % 2 != 0 && reduction == 1;
+        // Two moments blended into one picture would show what moves twice: the upper field stands for both.
+        const bool oneField = frame.interlaced_frame && frame.height >= 2;
         done = scale(frame, oneField ? 0 : kWholeFrame, unturned_.data(), direct, row);
     }
     if (done) turn(unturned_.data(), direct, shape_.turns, bits);

@@ -25,7 +25,7 @@ public:
     MovieStream::Size size(std::uint32_t reduction) const;
     // False when the frame's pixels are of a kind that cannot be converted.
     bool paint(const AVFrame& frame, std::uint32_t reduction, std::uint8_t* bits);
-    // Whether paint() in full keeps the two fields of this frame apart.
+    // Whether paint() in full keeps the two fields of this frame apart. Otherwise it shows the upper one alone.
     bool keepsFields(const AVFrame& frame) const;
 
 private:

@@ -149,6 +149,9 @@ TEST(Movie, AFrameReachedByJumpingIsTheFrameReachedByCounting) {
         for (LONG i = 0; i < frames; ++i) all.push_back(counting.frame(i));
         EXPECT_EQ(std::count(all.begin(), all.end(), std::string()), 0);
         for (size_t i = 1; i < all.size(); ++i) EXPECT_FALSE(all[i] == all[i - 1]) << i;
+        const Movie partlyRead(path);
+        for (const size_t number : {110, 3})
+            EXPECT_TRUE(partlyRead.frame(static_cast<LONG>(number)) == all[number]) << "frame " << number;
         const Movie jumping(path);
         std::mt19937 random(7);
         for (int i = 0; i < 125; ++i) {

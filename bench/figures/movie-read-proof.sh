@@ -1,0 +1,10 @@
+# Movies read: shapes, turns and fields; frames by jumping beside frames by counting.
+. bench/figures/movie_samples.sh
+qv="$release/bin/qv"
+
+mkdir "$work/matrix"
+python3 bench/figures/movie_matrix.py "$work/matrix" "$qv"
+
+mkdir "$work/numbered"
+numbered_kinds 600 "$work/numbered"
+"$bench/bench/movie_frames" 1000 "$work/numbered"/*
