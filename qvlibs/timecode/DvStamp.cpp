@@ -41,18 +41,6 @@ DWORD wordOf(const Pack& pack) {
     return pack[1] | DWORD{pack[2]} << 8 | DWORD{pack[3]} << 16 | DWORD{pack[4]} << 24;
 }
 
-bool isHeld(const DvStamp& stamp, DvSystem system) {
-    if (stamp.label && readLabelPack(wordOf(labelPack(*stamp.label)), system) != stamp.label) return false;
-    if (stamp.recorded) {
-        const auto& [date, clock] = *stamp.recorded;
-        if (readDatePack(wordOf(datePack(0, date))) != date) return false;
-        if (readClockPack(wordOf(clockPack(0, clock))) != clock) return false;
-    }
-    if (!stamp.soundSamples) return true;
-    const bool pal = system == DvSystem::Pal;
-    return *stamp.soundSamples >= (pal ? 1896 : 1580) && *stamp.soundSamples <= (pal ? 1944 : 1620);
-}
-
 // Sets or clears bits of the first two data bytes of a pack, where it stands.
 void change(BYTE* pack, BYTE header, size_t byte, BYTE mask, int value) {
     if (pack[0] == header) pack[1 + byte] = static_cast<BYTE>((pack[1 + byte] & ~mask) | value);
@@ -92,9 +80,21 @@ void stampSequence(BYTE* sequence, bool odd, DvSystem system, const DvStamp& sta
 
 } // namespace
 
+bool isValidStamp(const DvStamp& stamp, DvSystem system) {
+    if (stamp.label && readLabelPack(wordOf(labelPack(*stamp.label)), system) != stamp.label) return false;
+    if (stamp.recorded) {
+        const auto& [date, clock] = *stamp.recorded;
+        if (readDatePack(wordOf(datePack(0, date))) != date) return false;
+        if (readClockPack(wordOf(clockPack(0, clock))) != clock) return false;
+    }
+    if (!stamp.soundSamples) return true;
+    const bool pal = system == DvSystem::Pal;
+    return *stamp.soundSamples >= (pal ? 1896 : 1580) && *stamp.soundSamples <= (pal ? 1944 : 1620);
+}
+
 bool stampDvFrame(std::span<BYTE> frame, const DvStamp& stamp) {
     const DvSystem system = frame.size() == dvFrameBytes(DvSystem::Pal) ? DvSystem::Pal : DvSystem::Ntsc;
-    if (frame.size() != dvFrameBytes(system) || !isHeld(stamp, system)) return false;
+    if (frame.size() != dvFrameBytes(system) || !isValidStamp(stamp, system)) return false;
     const size_t sequences = frame.size() / kSequence;
     for (size_t i = 0; i < sequences; ++i) {
         BYTE* const sequence = frame.data() + i * kSequence;

@@ -18,8 +18,11 @@ struct DvStamp {
     std::optional<int> soundSamples;
 };
 
+// Whether the packs of a frame can hold all of it.
+[[nodiscard]] QVLIBS_API bool isValidStamp(const DvStamp& stamp, DvSystem system);
+
 // The frame has dvFrameBytes() of its system, which its size tells. False, and nothing written, for other sizes
-// and for values that no pack can hold.
+// and for what is no valid stamp.
 [[nodiscard]] QVLIBS_API bool stampDvFrame(std::span<BYTE> frame, const DvStamp& stamp);
 
 // How many samples frame `number` of a movie with sound locked to the picture has, at 48 kHz.

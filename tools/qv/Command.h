@@ -81,6 +81,7 @@ bool interrupted();
 // The commands, one file each; the table is in Main.cpp.
 std::function<int()> setupCache(CLI::App& app, const Common& common);
 std::function<int()> setupEstimate(CLI::App& app, const Common& common);
+std::function<int()> setupMovie(CLI::App& app, const Common& common);
 std::function<int()> setupMtv(CLI::App& app, const Common& common);
 std::function<int()> setupInfo(CLI::App& app, const Common& common);
 std::function<int()> setupSheet(CLI::App& app, const Common& common);

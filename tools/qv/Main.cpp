@@ -25,6 +25,12 @@ constexpr Command kCommands[] = {
      "  qv estimate space mpeg2 --rate 8000       MPEG-2 at 8000 kbit/s in this folder\n"
      "  qv estimate size dv --length 01:00:00:00  an hour of DV AVI in megabytes",
      qv::cli::setupEstimate},
+    {"movie", "pictures as a DV movie",
+     "  qv movie -o holiday.avi *.jpg                           five seconds of each, in the order given\n"
+     "  qv movie -o show.avi a.jpg b.png --seconds 2.5 --fit fill --wide   16:9 without bars, cropped\n"
+     "  qv movie -o tape.avi *.jpg --system pal --json          which picture is where, with labels and "
+     "dates",
+     qv::cli::setupMovie},
     {"mtv", "side files of MPEG-2 recordings",
      "  qv mtv show clip.mpg                              what the recording's side file says\n"
      "  qv mtv make clip.mpg --row 0 --date 2005-12-24    makes one by a row of the vendor table\n"
