@@ -55,21 +55,26 @@ function(qv_test name)
     PROPERTIES TIMEOUT 300 ENVIRONMENT "QVLIBS_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endfunction()
 
-# qv_fuzz(NAME SOURCE [LIBS LIB...]): one byte format. Built for libFuzzer with QVLIBS_FUZZ; otherwise it links a
-# plain main that runs the saved inputs of tests/fuzz/corpus/NAME, their prefixes and mutations as one test.
+# qv_fuzz(NAME SOURCE [SHARED] [CORPUS FOLDER...] [LIBS LIB...]): one byte format. Built for libFuzzer with QVLIBS_FUZZ;
+# otherwise it links a plain main that runs the saved inputs of tests/fuzz/corpus/NAME (or the folders named), their
+# prefixes and mutations as one test. SHARED links the shared library, which has its modules.
 function(qv_fuzz name source)
-  cmake_parse_arguments(arg "" "" "LIBS" ${ARGN})
+  cmake_parse_arguments(arg "SHARED" "" "CORPUS;LIBS" ${ARGN})
+  if(NOT arg_CORPUS)
+    set(arg_CORPUS ${name})
+  endif()
+  list(TRANSFORM arg_CORPUS PREPEND ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/)
   if(QVLIBS_FUZZ)
     add_executable(${name} ${source})
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   else()
     add_executable(${name} ${source} ${PROJECT_SOURCE_DIR}/tests/support/FuzzMain.cpp)
-    add_test(NAME fuzz.${name} COMMAND ${name} ${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/${name})
+    add_test(NAME fuzz.${name} COMMAND ${name} ${arg_CORPUS})
     set_tests_properties(fuzz.${name} PROPERTIES TIMEOUT 300)
   endif()
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${name} PRIVATE qvlibs_internal ${arg_LIBS})
+  target_link_libraries(${name} PRIVATE $<IF:$<BOOL:${arg_SHARED}>,qvlibs,qvlibs_internal> ${arg_LIBS})
 endfunction()
 
 # A test file that no target builds would rot unseen.

@@ -62,7 +62,8 @@ void* decode(const char* path, WantedSize) {
     const Source source(path);
     if (!source.handle) return nullptr;
     NewPicture picture(source.width(), source.height());
-    if (!picture.isOpen()) return nullptr;
+    constexpr size_t kWorking = 6; // the planes as coded, and as R, G, B
+    if (!picture.isOpen() || !picture.leavesRoomFor(kWorking)) return nullptr;
     const bool alpha = source.hasAlpha();
     const Image image = decodeRows(source, alpha);
     // What was announced may differ from what came out of the decoder.

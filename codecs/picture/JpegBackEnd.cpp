@@ -3,6 +3,7 @@
 //   (4:4:4).
 #include "codecs/picture/PackedDib.h"
 #include "codecs/picture/PictureBackEnd.h"
+#include "qvlibs/image/MaxDecodeSize.h"
 #include "qvlibs/util/AtomicFile.h"
 
 #include <algorithm>
@@ -126,6 +127,8 @@ bool Decoder::readPicture(WantedSize wanted) {
     const double perMeter = codec.density_unit == 1 ? 1 / 0.0254 : codec.density_unit == 2 ? 100 : 0;
     const double scale = static_cast<double>(codec.output_width) / codec.image_width;
     picture->setResolution(codec.X_density * perMeter * scale, codec.Y_density * perMeter * scale);
+    codec.mem->max_memory_to_use =
+        static_cast<long>(QVTLGetMaxDecodeSize()); // what progressive files need beside it
     jpeg_start_decompress(&codec);
     if (cmyk) line.resize(size_t{4} * codec.output_width);
     while (codec.output_scanline < codec.output_height) {

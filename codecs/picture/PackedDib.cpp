@@ -88,6 +88,11 @@ NewPicture::~NewPicture() {
     if (block_) GlobalFree(block_);
 }
 
+bool NewPicture::leavesRoomFor(size_t bytesPerPixel) const {
+    const size_t pixels = static_cast<size_t>(width()) * static_cast<size_t>(height());
+    return pixels * bytesPerPixel <= QVTLGetMaxDecodeSize();
+}
+
 void NewPicture::setResolution(double x, double y) {
     header()->biXPelsPerMeter = pixelsPerMeter(x);
     header()->biYPelsPerMeter = pixelsPerMeter(y);

@@ -22,6 +22,8 @@ public:
     NewPicture& operator=(const NewPicture&) = delete;
 
     bool isOpen() const { return block_ != nullptr; }
+    // Whether the codec library may take that many bytes a pixel beside the picture: no more than the limit again.
+    bool leavesRoomFor(size_t bytesPerPixel) const;
     int width() const { return header()->biWidth; }
     int height() const { return header()->biHeight; }
     size_t lineBytes() const { return lineBytes_; }

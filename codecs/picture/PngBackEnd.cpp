@@ -25,7 +25,6 @@ struct Decoder {
     png_infop facts = nullptr;
     std::FILE* file = nullptr;
     std::unique_ptr<NewPicture> picture;
-    std::vector<uint8_t> scratch;
     std::vector<png_bytep> rows;
 
     explicit Decoder(const char* path);
@@ -50,6 +49,10 @@ bool Decoder::readHeader() {
     if (!file || !facts) return false;
     if (setjmp(png_jmpbuf(png))) return false;
     png_set_user_limits(png, 65535, 65535);
+    // Only pixels and resolution are wanted; for some of the other chunks libpng takes as much memory as they announce.
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT, reinterpret_cast<png_const_bytep>("pHYs"),
+                                1);
     png_init_io(png, file);
     png_read_info(png, facts);
     return true;
@@ -68,30 +71,15 @@ bool Decoder::readPicture() {
     png_set_scale_16(png);
     png_set_gray_to_rgb(png);
     png_set_bgr(png);
-    const bool interlaced = png_set_interlace_handling(png) > 1;
+    const auto full = static_cast<png_uint_16>(png_get_bit_depth(png, facts) == 16 ? 0xFFFF : 0xFF);
+    const png_color_16 white = {0, full, full, full, full};
+    png_set_background_fixed(png, &white, PNG_BACKGROUND_GAMMA_SCREEN, 0, PNG_FP_1);
+    png_set_interlace_handling(png);
     png_read_update_info(png, facts);
-    const bool alpha = png_get_channels(png, facts) == 4;
-    const int rowCount = picture->height();
-    if (!alpha) {
-        // Straight into the picture: its rows are as wide as libpng's.
-        rows.resize(static_cast<size_t>(rowCount));
-        for (int y = 0; y < rowCount; ++y) rows[static_cast<size_t>(y)] = picture->row(y);
-        png_read_image(png, rows.data());
-    } else if (!interlaced) {
-        scratch.resize(png_get_rowbytes(png, facts));
-        for (int y = 0; y < rowCount; ++y) {
-            png_read_row(png, scratch.data(), nullptr);
-            blendOverWhite(scratch.data(), picture->row(y), picture->width());
-        }
-    } else {
-        const size_t line = png_get_rowbytes(png, facts);
-        scratch.resize(line * static_cast<size_t>(rowCount));
-        for (int y = 0; y < rowCount; ++y) rows.push_back(scratch.data() + line * static_cast<size_t>(y));
-        png_read_image(png, rows.data());
-        for (int y = 0; y < rowCount; ++y) {
-            blendOverWhite(rows[static_cast<size_t>(y)], picture->row(y), picture->width());
-        }
-    }
+    // Straight into the picture: its rows are as wide as libpng's.
+    if (png_get_rowbytes(png, facts) > picture->lineBytes()) return false;
+    for (int y = 0; y < picture->height(); ++y) rows.push_back(picture->row(y));
+    png_read_image(png, rows.data());
     png_read_end(png, nullptr);
     return true;
 }

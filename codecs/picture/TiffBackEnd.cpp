@@ -4,6 +4,7 @@
 //   Encode option 1: 0 LZW, 1 none, 2 Deflate.  Option 2: not used.
 #include "codecs/picture/PackedDib.h"
 #include "codecs/picture/PictureBackEnd.h"
+#include "qvlibs/image/MaxDecodeSize.h"
 #include "qvlibs/util/AtomicFile.h"
 
 #include <algorithm>
@@ -18,8 +19,6 @@
 namespace qv::codec {
 namespace {
 
-constexpr tmsize_t kLargestBlock = tmsize_t{1} << 29; // libtiff's own buffers
-
 struct CloseTiff {
     void operator()(TIFF* tiff) const { TIFFClose(tiff); }
 };
@@ -32,7 +31,7 @@ TiffFile openTiff(const char* path, const char* mode) {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options, silent, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(options, silent, nullptr);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestBlock);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(QVTLGetMaxDecodeSize()));
     TiffFile file(TIFFOpenExt(path, mode, options));
     TIFFOpenOptionsFree(options);
     return file;

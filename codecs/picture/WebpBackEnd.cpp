@@ -65,10 +65,13 @@ void* decode(const char* path, WantedSize) {
     if (!WebPInitDecoderConfig(&config)) return nullptr;
     if (WebPGetFeatures(bytes.data(), bytes.size(), &config.input) != VP8_STATUS_OK) return nullptr;
     NewPicture picture(config.input.width, config.input.height);
-    if (!picture.isOpen()) return nullptr;
-    const bool whole = config.input.has_animation ? decodeFirst(bytes, picture)
-                       : config.input.has_alpha   ? decodeAlpha(bytes, picture)
-                                                  : decodeOpaque(bytes, config, picture);
+    // The library works on whole pictures, but for lossy ones without alpha.
+    const auto& facts = config.input;
+    const size_t working = (facts.format == 1 ? 0 : 4) + (facts.has_alpha || facts.has_animation ? 4 : 0);
+    if (!picture.isOpen() || !picture.leavesRoomFor(working)) return nullptr;
+    const bool whole = facts.has_animation ? decodeFirst(bytes, picture)
+                       : facts.has_alpha   ? decodeAlpha(bytes, picture)
+                                           : decodeOpaque(bytes, config, picture);
     return whole ? picture.take() : nullptr;
 }
 
