@@ -91,6 +91,16 @@ int32_t getOrientation(const char* path, int* orientation, int* degrees) {
     });
 }
 
+// Whether the property reads back as it was set; damaged files may not hold what is put into them.
+bool saysSo(const Exiv2::DataBuf& file, const Exiv2::ExifData& set, const char* key) {
+    const auto image = Exiv2::ImageFactory::open(file.pData_, file.size_);
+    image->readMetadata();
+    const Exiv2::ExifData& found = image->exifData();
+    const Exiv2::ExifKey name(key);
+    const auto wanted = set.findKey(name), is = found.findKey(name);
+    return wanted == set.end() || (is != found.end() && is->toString() == wanted->toString());
+}
+
 // Reads `source`, lets `change` alter its properties and puts the result in place of `target`.
 template <class Change>
 int32_t rewrite(const char* source, const char* target, Change change) {
@@ -107,6 +117,8 @@ int32_t rewrite(const char* source, const char* target, Change change) {
         if (result.open() != 0) return kFailed;
         const Exiv2::DataBuf whole = result.read(static_cast<long>(result.size()));
         if (whole.size_ != static_cast<long>(result.size())) return kFailed;
+        if (!saysSo(whole, image->exifData(), kOrientation) || !saysSo(whole, image->exifData(), kDateTime))
+            return kFailed;
         AtomicFile out(target);
         return out.write(whole.pData_, static_cast<size_t>(whole.size_)) && out.commit() ? kDone : kFailed;
     });

@@ -2,6 +2,8 @@
 #include "codecs/exif/ExifBackEnd.h"
 #include "tests/fuzz/ByPath.h"
 
+#include <filesystem>
+
 extern "C" const void* qvExifBackEnd();
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
@@ -15,5 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     QVMAKERNOTESINK sink = {sizeof sink, nullptr, [](void*, const char*) {}, [](void*, uint16_t) {},
                             [](void*, uint32_t) {}};
     exif.getMakerNote(file.path(), &sink);
+    // What was written says so, and takes the properties once more.
+    static const std::string target =
+        std::filesystem::temp_directory_path() / ("exif_fuzz." + std::to_string(getpid()));
+    if (exif.setOrientation(file.path(), target.c_str(), 6) == 0) {
+        if (exif.getOrientation(target.c_str(), &first, &second) != 0 || first != 6) __builtin_trap();
+        exif.copyProperties(file.path(), target.c_str(), 1);
+        unlink(target.c_str());
+    }
     return 0;
 }
