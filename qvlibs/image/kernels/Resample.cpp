@@ -100,14 +100,6 @@ struct Filtered {
     I16 lower, upper;
 };
 
-// Sums of the four quarters of a vector of bytes in every 128 bits, in units of weights.
-Filtered betweenPasses(I32 s0, I32 s1, I32 s2, I32 s3) {
-    constexpr int kShift = kWeightBits - kBetweenBits;
-    return {hn::ReorderDemote2To(d16, hn::ShiftRight<kShift>(s0), hn::ShiftRight<kShift>(s1)),
-            hn::ReorderDemote2To(d16, hn::ShiftRight<kShift>(s2), hn::ShiftRight<kShift>(s3))};
-}
-constexpr int kRoundBetween = 1 << (kWeightBits - kBetweenBits - 1);
-
 // A single tap has a weight of one.
 Filtered copyBetween(U8 bytes) {
     const hn::RepartitionToWide<decltype(d8)> dWide;
@@ -117,6 +109,8 @@ Filtered copyBetween(U8 bytes) {
     return {hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(lower)),
             hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(upper))};
 }
+
+constexpr int kBetweenShift = kWeightBits - kBetweenBits;
 
 #if QV_DOT_PRODUCTS
 
@@ -136,38 +130,59 @@ public:
     HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
         if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
         const Parts* parts = &parts_[static_cast<size_t>(taps.weight / kWeightGroup)];
-        I32 low[4], high[4];
-        for (int i = 0; i < 4; ++i) low[i] = hn::Set(d32, kRoundBetween), high[i] = hn::Zero(d32);
-        for (int k = 0; k < taps.count; k += kWeightGroup, ++parts) {
-            const auto row = [&](int i) {
-                return hn::LoadU(d8, src + std::min(k + i, taps.count - 1) * stride);
-            };
-            const U8 a = row(0), b = row(1), c = row(2), d = row(3);
-            const auto ab = hn::BitCast(d16, hn::InterleaveLower(d8, a, b)),
-                       abUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, a, b));
-            const auto cd = hn::BitCast(d16, hn::InterleaveLower(d8, c, d)),
-                       cdUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, c, d));
-            const I16 fours[] = {hn::InterleaveLower(d16, ab, cd), hn::InterleaveUpper(d16, ab, cd),
-                                 hn::InterleaveLower(d16, abUpper, cdUpper),
-                                 hn::InterleaveUpper(d16, abUpper, cdUpper)};
-            const __m512i lowWeights = four(parts->low), highWeights = four(parts->high);
-            for (int i = 0; i < 4; ++i) {
-                low[i].raw = _mm512_dpbusd_epi32(low[i].raw, fours[i].raw, lowWeights);
-                high[i].raw = _mm512_dpbusd_epi32(high[i].raw, fours[i].raw, highWeights);
-            }
+        Sums sums;
+        int left = taps.count;
+        for (; left >= 4; left -= 4, src += 4 * stride)
+            sums.add(src, src + stride, src + 2 * stride, src + 3 * stride, *parts++);
+        if (left > 0) {
+            const std::uint8_t* second = left > 1 ? src + stride : src;
+            sums.add(src, second, left > 2 ? second + stride : second, src, *parts);
         }
-        for (int i = 0; i < 4; ++i) low[i] = hn::Add(low[i], hn::ShiftLeft<8>(high[i]));
-        return betweenPasses(low[0], low[1], low[2], low[3]);
+        return sums.rounded();
     }
 
 private:
+    static_assert(kBetweenShift == 8); // where high and low parts meet
+
     struct Parts {
         std::int8_t low[kWeightGroup], high[kWeightGroup];
     };
-    static __m512i four(const std::int8_t* weights) {
+
+    struct Sums {
+        HWY_INLINE Sums() {
+            for (int i = 0; i < 4; ++i) {
+                low[i] = hn::Set(d32, 1 << (kBetweenShift - 1));
+                high[i] = hn::Zero(d32);
+            }
+        }
+        HWY_INLINE void add(const std::uint8_t* r0, const std::uint8_t* r1, const std::uint8_t* r2,
+                            const std::uint8_t* r3, const Parts& parts) {
+            const U8 a = hn::LoadU(d8, r0), b = hn::LoadU(d8, r1), c = hn::LoadU(d8, r2),
+                     d = hn::LoadU(d8, r3);
+            const I16 ab = hn::BitCast(d16, hn::InterleaveLower(d8, a, b));
+            const I16 cd = hn::BitCast(d16, hn::InterleaveLower(d8, c, d));
+            const I16 abUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, a, b));
+            const I16 cdUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, c, d));
+            const I16 fours[] = {hn::InterleaveLower(d16, ab, cd), hn::InterleaveUpper(d16, ab, cd),
+                                 hn::InterleaveLower(d16, abUpper, cdUpper),
+                                 hn::InterleaveUpper(d16, abUpper, cdUpper)};
+            const I32 lowWeights = broadcast(parts.low), highWeights = broadcast(parts.high);
+            for (int i = 0; i < 4; ++i) {
+                low[i].raw = _mm512_dpbusd_epi32(low[i].raw, fours[i].raw, lowWeights.raw);
+                high[i].raw = _mm512_dpbusd_epi32(high[i].raw, fours[i].raw, highWeights.raw);
+            }
+        }
+        HWY_INLINE Filtered rounded() {
+            for (int i = 0; i < 4; ++i) low[i] = hn::Add(high[i], hn::ShiftRight<kBetweenShift>(low[i]));
+            return {hn::ReorderDemote2To(d16, low[0], low[1]), hn::ReorderDemote2To(d16, low[2], low[3])};
+        }
+        I32 low[4], high[4]; // a quarter of every 128 bits each
+    };
+
+    static HWY_INLINE I32 broadcast(const std::int8_t* weights) {
         std::int32_t bits;
         std::memcpy(&bits, weights, sizeof bits);
-        return hn::Set(d32, bits).raw;
+        return hn::Set(d32, bits);
     }
 
     std::vector<Parts> parts_;
@@ -182,11 +197,10 @@ public:
     HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
         if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
         const U8 zero = hn::Zero(d8);
-        I32 s0 = hn::Set(d32, kRoundBetween), s1 = s0, s2 = s0, s3 = s0;
-        for (int k = 0; k < taps.count; k += 2) {
+        I32 s0 = hn::Set(d32, 1 << (kBetweenShift - 1)), s1 = s0, s2 = s0, s3 = s0;
+        for (int k = 0; k < taps.count; k += 2, src += 2 * stride) {
             const U8 a = hn::LoadU(d8, src);
             const U8 b = hn::LoadU(d8, k + 1 < taps.count ? src + stride : src);
-            src += 2 * stride;
             const I16 pair = weightPair(weights_ + taps.weight + k);
             const U8 lower = hn::InterleaveLower(d8, a, b), upper = hn::InterleaveUpper(d8, a, b);
             s0 = addPairs(s0, hn::BitCast(d16, hn::InterleaveLower(d8, lower, zero)), pair);
@@ -194,7 +208,9 @@ public:
             s2 = addPairs(s2, hn::BitCast(d16, hn::InterleaveLower(d8, upper, zero)), pair);
             s3 = addPairs(s3, hn::BitCast(d16, hn::InterleaveUpper(d8, upper, zero)), pair);
         }
-        return betweenPasses(s0, s1, s2, s3);
+        return {
+            hn::ReorderDemote2To(d16, hn::ShiftRight<kBetweenShift>(s0), hn::ShiftRight<kBetweenShift>(s1)),
+            hn::ReorderDemote2To(d16, hn::ShiftRight<kBetweenShift>(s2), hn::ShiftRight<kBetweenShift>(s3))};
     }
 
 private:
@@ -391,15 +407,21 @@ private:
             const int to = std::min(from + kGoBytes, strip_.endByte);
             for (int r = 0; r < rows; ++r) {
                 const Taps& taps = job_.down.taps[static_cast<size_t>(y + r)];
-                const std::uint8_t* src = job_.src.row(taps.first);
-                std::int16_t* out = &band_[static_cast<size_t>(r * kGoBytes)];
                 const int done = r + 1 < rows ? job_.down.taps[static_cast<size_t>(y + r) + 1].first
                                               : taps.first + taps.count;
+                const std::uint8_t* src = job_.src.row(taps.first);
+                std::int16_t* out = &band_[static_cast<size_t>(r * kGoBytes)];
+                // Rows lie too far apart for the processor to guess what the next go wants of those that this
+                // band does not need any more.
+                for (int x = from; x < to; x += HWY_ALIGNMENT) {
+                    const std::uint8_t* next = src + std::min(x + kGoBytes, rowBytes_);
+                    for (int row = taps.first; row < done; ++row, next += job_.src.stride)
+                        hwy::Prefetch(next);
+                }
                 for (int x = from; x < to; x += kBytes, out += kBytes) {
                     const Filtered f =
                         filterRows_(src + std::min(x, rowBytes_ - kBytes), job_.src.stride, taps);
                     hn::Store(f.lower, d16, out);
-                    fetchNext(taps.first, done, x);
                     hn::Store(f.upper, d16, out + kBytes / 2);
                 }
             }
@@ -409,13 +431,6 @@ private:
                        &turned_[static_cast<size_t>((at - strip_.beginByte) * kRows)]);
             }
         }
-    }
-
-    // Asks for bytes that the next go wants of the source rows that are done after this one: rows lie too far
-    // apart for the processor to guess.
-    void fetchNext(int first, int end, int x) const {
-        const int at = std::min(x + kGoBytes, rowBytes_);
-        for (int row = first; row < end; ++row) hwy::Prefetch(job_.src.row(row) + at);
     }
 
     // The second pass over the strip, into the destination.
