@@ -3,6 +3,7 @@
 
 #include <hwy/targets.h>
 
+#include <string>
 #include <vector>
 
 namespace qv::test {
@@ -20,6 +21,13 @@ struct InstructionSets {
     void use(std::int64_t set) const {
         hwy::SetSupportedTargetsForTest(set);
         hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+
+    std::string names() const {
+        std::string list;
+        for (const std::int64_t set : all)
+            list += std::string(list.empty() ? "" : ", ") + hwy::TargetName(set);
+        return list;
     }
 
     std::vector<std::int64_t> all; // of this processor, each a target of Highway

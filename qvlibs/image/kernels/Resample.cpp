@@ -6,6 +6,7 @@
 #include "qvlibs/image/kernels/Resample.h"
 
 #include "qvlibs/image/kernels/ResampleWeights.h"
+#include "qvlibs/image/kernels/Rows.h"
 
 #include <algorithm>
 #include <climits>
@@ -502,6 +503,16 @@ namespace {
 HWY_EXPORT(resampleBands);
 HWY_EXPORT(vectorBytes);
 
+// One pixel for one pixel: rows of picked pixels.
+void pickPixels(const ResampleJob& job) {
+    std::vector<std::uint32_t> columns;
+    for (const Taps& taps : job.across.taps) columns.push_back(static_cast<std::uint32_t>(taps.first));
+    for (int y = 0; y < job.dst.height; ++y) {
+        pickRow24(job.dst.row(y), job.src.row(job.down.taps[static_cast<size_t>(y)].first),
+                  static_cast<size_t>(job.src.width), columns.data(), columns.size());
+    }
+}
+
 bool isIdentity(const ResampleWeights& weights, int from) {
     if (static_cast<size_t>(from) != weights.taps.size()) return false;
     for (int i = 0; i < from; ++i) {
@@ -516,7 +527,7 @@ bool isIdentity(const ResampleWeights& weights, int from) {
 bool resample24(ResampleKernel kernel, const ConstPixelView& src, const Region& region,
                 const PixelView& dst) {
     if (!canResample(src, region, dst)) return false;
-    if (region.width * 3 < HWY_DYNAMIC_DISPATCH(vectorBytes)())
+    if (kernel != ResampleKernel::Nearest && region.width * 3 < HWY_DYNAMIC_DISPATCH(vectorBytes)())
         return plain::resample24(kernel, src, region, dst);
     try {
         ResampleJob job{{src.row(region.y) + 3 * region.x, src.stride, region.width, region.height},
@@ -524,6 +535,10 @@ bool resample24(ResampleKernel kernel, const ConstPixelView& src, const Region& 
                         makeResampleWeights(kernel, region.height, dst.height),
                         makeResampleWeights(kernel, region.width, dst.width),
                         false};
+        if (kernel == ResampleKernel::Nearest) {
+            pickPixels(job);
+            return true;
+        }
         job.sameWidth = isIdentity(job.across, region.width);
         return HWY_DYNAMIC_DISPATCH(resampleBands)(job);
     } catch (const std::bad_alloc&) {

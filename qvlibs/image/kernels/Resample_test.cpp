@@ -1,3 +1,4 @@
+// QVLIBS_TEST_FULL in the environment runs the large counts.
 #include "qvlibs/image/kernels/Resample.h"
 
 #include "qvlibs/image/kernels/InstructionSets_test.h"
@@ -6,8 +7,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <numbers>
 #include <random>
 #include <vector>
@@ -18,6 +22,7 @@ namespace {
 
 constexpr ResampleKernel kKernels[] = {ResampleKernel::Nearest, ResampleKernel::Box, ResampleKernel::Triangle,
                                        ResampleKernel::CatmullRom, ResampleKernel::Lanczos3};
+constexpr const char* kNames[] = {"nearest", "box", "triangle", "Catmull-Rom", "Lanczos-3"};
 constexpr std::uint8_t kUntouched = 0xA5;
 
 // A picture in a block of exactly its size; upside down when the stride is negative.
@@ -118,6 +123,7 @@ TEST(Resample, EveryKernelIsCloseToItsDefinition) {
         int w, h, dw, dh;
     } sizes[] = {{144, 96, 36, 24},  {144, 96, 32, 24},  {144, 115, 144, 96}, {144, 96, 128, 96},
                  {192, 108, 72, 48}, {400, 300, 72, 48}, {60, 40, 133, 97},   {97, 5, 11, 64}};
+    std::map<ResampleKernel, double> least;
     for (const auto& size : sizes) {
         Picture src(size.w, size.h), dst(size.dw, size.dh);
         src.fill(scene);
@@ -127,9 +133,12 @@ TEST(Resample, EveryKernelIsCloseToItsDefinition) {
             ASSERT_TRUE(resample24(kernel, src.view, src.all(), dst.view));
             const double psnr = psnrAgainstExact(kernel, src, dst);
             EXPECT_GE(psnr, 50);
-            RecordProperty("psnr", std::to_string(psnr));
+            least[kernel] = std::min(least.try_emplace(kernel, psnr).first->second, psnr);
         }
     }
+    for (const auto& [kernel, psnr] : least)
+        printf("%.1f dB at least from double precision, %zu sizes: %s\n", psnr, std::size(sizes),
+               kNames[static_cast<int>(kernel)]);
 }
 
 TEST(Resample, OneColourStaysThatColour) {
@@ -194,7 +203,8 @@ TEST(Resample, TheFastVersionGivesTheBytesOfThePlainOne) {
     const qv::test::InstructionSets sets;
     std::mt19937 random(20260401);
     const auto upTo = [&](int most) { return 1 + static_cast<int>(random() % static_cast<unsigned>(most)); };
-    for (int round = 0; round < 4000; ++round) {
+    const int rounds = std::getenv("QVLIBS_TEST_FULL") ? 100000 : 4000;
+    for (int round = 0; round < rounds; ++round) {
         const int shape = round % 4; // mostly small; some long, some large
         Picture src(upTo(shape == 1 ? 700 : 90), upTo(shape == 2 ? 300 : 60), upTo(5) - 1, random() % 2 != 0);
         for (auto& byte : src.bytes) {
@@ -219,6 +229,7 @@ TEST(Resample, TheFastVersionGivesTheBytesOfThePlainOne) {
                 << " to " << dw << "x" << dh;
         }
     }
+    printf("%d random geometries resampled as the plain version does on %s\n", rounds, sets.names().c_str());
 }
 
 TEST(Resample, SizesAndRegionsThatDoNotFitAreRefused) {

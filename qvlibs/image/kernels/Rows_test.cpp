@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <random>
 #include <vector>
@@ -103,20 +105,26 @@ TEST(Rows, FastAndPlainAgreeAtEveryLength) {
              (fast ? pickRow24 : plain::pickRow24)(d.data(), a.data(), n, columns.data(), n);
          }},
     };
+    const qv::test::InstructionSets sets;
     for (const auto& row : rows) {
         for (size_t n = 0; n < 400; ++n) {
             const Bytes a = randomBytes(row.in * n, static_cast<unsigned>(n)),
                         b = randomBytes(row.in * n, 1000);
             Bytes want(row.out * n), got(row.out * n);
             row.work(want, a, b, n, false);
-            row.work(got, a, b, n, true);
-            ASSERT_EQ(want, got) << row.name << " of " << n;
-            if (row.in != row.out || row.name == std::string("pick")) continue;
-            Bytes inPlace = a;
-            row.work(inPlace, inPlace, b, n, true);
-            ASSERT_EQ(want, inPlace) << row.name << " of " << n << " in place";
+            for (const std::int64_t set : sets.all) {
+                SCOPED_TRACE(testing::Message() << row.name << " of " << n << " on " << hwy::TargetName(set));
+                sets.use(set);
+                row.work(got, a, b, n, true);
+                ASSERT_EQ(want, got);
+                if (row.in != row.out || row.name == std::string("pick")) continue;
+                Bytes inPlace = a;
+                row.work(inPlace, inPlace, b, n, true);
+                ASSERT_EQ(want, inPlace) << "in place";
+            }
         }
     }
+    printf("%zu row loops of every length below 400 agree on %s\n", std::size(rows), sets.names().c_str());
 }
 
 TEST(Rows, LighteningAgreesAtEveryLevelAndByte) {
@@ -130,8 +138,10 @@ TEST(Rows, LighteningAgreesAtEveryLevelAndByte) {
 }
 
 TEST(Rows, TurnsAgreeAtEverySize) {
+    const qv::test::InstructionSets sets;
     std::mt19937 random(5);
-    for (int round = 0; round < 600; ++round) {
+    const int rounds = std::getenv("QVLIBS_TEST_FULL") ? 30000 : 600;
+    for (int round = 0; round < rounds; ++round) {
         const int width = 1 + static_cast<int>(random() % 90), height = 1 + static_cast<int>(random() % 90);
         const Turn turn = static_cast<Turn>(round % 3);
         const Bytes src = randomBytes(static_cast<size_t>(width * height) * 3, random());
@@ -141,7 +151,12 @@ TEST(Rows, TurnsAgreeAtEverySize) {
         const int dw = turn == Turn::Half ? width : height, dh = turn == Turn::Half ? height : width;
         Bytes want(src.size()), got(src.size());
         plain::turn24(from, {want.data(), 3 * dw, dw, dh}, turn);
-        turn24(from, {got.data(), 3 * dw, dw, dh}, turn);
-        ASSERT_EQ(want, got) << width << "x" << height << " turn " << static_cast<int>(turn);
+        for (const std::int64_t set : sets.all) {
+            sets.use(set);
+            turn24(from, {got.data(), 3 * dw, dw, dh}, turn);
+            ASSERT_EQ(want, got) << width << "x" << height << " turn " << static_cast<int>(turn) << " on "
+                                 << hwy::TargetName(set);
+        }
     }
+    printf("%d turns of random sizes agree on %s\n", rounds, sets.names().c_str());
 }
