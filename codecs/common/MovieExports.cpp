@@ -17,17 +17,14 @@ struct OpenMovie {
     std::vector<std::uint8_t> packed; // what GetVideo lends: a header and the rows
 };
 
-// Lives as long as the process: streams may be closed while it ends.
-qv::Tickets<OpenMovie>& streams() {
-    static auto* const all = new qv::Tickets<OpenMovie>;
-    return *all;
-}
+// Ready when the module is loaded and gone when it is unloaded.
+constinit qv::Tickets<OpenMovie> streams;
 
 // Calls action(open) on an open stream; `failure` when the ticket is refused or something is thrown.
 template <class Result, class Action>
 Result with(QVSTREAM stream, Result failure, Action action) {
     try {
-        const auto open = streams().find(stream);
+        const auto open = streams.find(stream);
         return open ? action(*open) : failure;
     } catch (const std::exception&) {
         return failure;
@@ -71,13 +68,13 @@ QV_MOVIE_EXPORT QVSTREAM OpenR(const char* path, uint32_t mode) {
     try {
         auto movie = path ? openMovie(path, mode) : nullptr;
         if (!movie) return 0;
-        return streams().add(std::make_shared<OpenMovie>(OpenMovie{std::move(movie), {}}));
+        return streams.add(std::make_shared<OpenMovie>(OpenMovie{std::move(movie), {}}));
     } catch (const std::exception&) {
         return 0;
     }
 }
 
-QV_MOVIE_EXPORT uint32_t CloseR(QVSTREAM stream) { return statusOf(streams().remove(stream) != nullptr); }
+QV_MOVIE_EXPORT uint32_t CloseR(QVSTREAM stream) { return statusOf(streams.remove(stream) != nullptr); }
 
 QV_MOVIE_EXPORT uint32_t GetTotalFrames(QVSTREAM stream) {
     return with(stream, 0u, [](OpenMovie& open) { return open.movie->frames(); });

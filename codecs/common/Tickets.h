@@ -14,6 +14,7 @@ namespace qv {
 template <class Object>
 class Tickets {
 public:
+    constexpr Tickets() = default;
     std::uint32_t add(std::shared_ptr<Object> object) {
         const std::lock_guard lock(mutex_);
         size_t place = 0;

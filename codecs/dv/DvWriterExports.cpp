@@ -8,17 +8,14 @@
 
 namespace {
 
-// Lives as long as the process: writers may be closed while it ends.
-qv::Tickets<qv::DvWriter>& writers() {
-    static auto* const all = new qv::Tickets<qv::DvWriter>;
-    return *all;
-}
+// Ready when the module is loaded and gone when it is unloaded.
+constinit qv::Tickets<qv::DvWriter> writers;
 
 // Done when action(writer) is true; failed when the ticket is refused or something is thrown.
 template <class Action>
 uint32_t withWriter(QVWRITER ticket, Action action) {
     try {
-        const auto writer = writers().find(ticket);
+        const auto writer = writers.find(ticket);
         return writer && action(*writer) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
     } catch (const std::exception&) {
         return QV_PLUGIN_FAILED;
@@ -33,7 +30,7 @@ extern "C" {
 QV_PLUGIN_EXPORT QVWRITER OpenW(const char* path, int32_t mode) {
     try {
         std::shared_ptr<qv::DvWriter> writer = path ? qv::DvWriter::create(path, mode == 1) : nullptr;
-        return writer ? writers().add(std::move(writer)) : 0;
+        return writer ? writers.add(std::move(writer)) : 0;
     } catch (const std::exception&) {
         return 0;
     }
@@ -77,7 +74,7 @@ QV_PLUGIN_EXPORT uint32_t ResetCodec(QVWRITER ticket) {
 }
 
 QV_PLUGIN_EXPORT uint32_t CloseW(QVWRITER ticket) {
-    const auto writer = writers().remove(ticket);
+    const auto writer = writers.remove(ticket);
     return writer && writer->close() ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
 }
 

@@ -154,6 +154,14 @@ bool looksLikeMpeg(int file, std::string_view path) {
     return (head[0] == 0xFF && (head[1] & 0xE6) >= 0xE2) || (named && std::memcmp(head, "RIF", 3) != 0);
 }
 
+// The first page of an Ogg file begins with Vorbis. Not left to libsndfile, which loses memory on damaged ones.
+bool looksLikeVorbis(int file) {
+    char head[35] = {};
+    constexpr size_t kFirstPacket = 28;
+    return pread(file, head, sizeof head, 0) == sizeof head && std::memcmp(head, "OggS", 4) == 0 &&
+           std::memcmp(head + kFirstPacket, "\1vorbis", 7) == 0;
+}
+
 std::unique_ptr<SoundSource> open(const char* path) {
     // Opened here, because a name like "-" has a meaning of its own to the library.
     const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -163,9 +171,10 @@ std::unique_ptr<SoundSource> open(const char* path) {
         ::close(descriptor);
         return nullptr;
     }
-    if (looksLikeMpeg(descriptor, path)) {
+    const bool mpeg = looksLikeMpeg(descriptor, path);
+    if (mpeg || looksLikeVorbis(descriptor)) {
         ::close(descriptor);
-        return openMpeg(path);
+        return mpeg ? openMpeg(path) : openVorbis(path);
     }
     SF_INFO info{};
     std::unique_ptr<SNDFILE, CloseSound> file(sf_open_fd(descriptor, SFM_READ, &info, SF_TRUE));

@@ -15,10 +15,8 @@ using namespace qv::codec;
 
 namespace {
 
-qv::Tickets<SoundStream>& streams() {
-    static auto* const all = new qv::Tickets<SoundStream>;
-    return *all;
-}
+// Ready when the module is loaded and gone when it is unloaded.
+constinit qv::Tickets<SoundStream> streams;
 
 std::unique_ptr<SoundSource> open(const char* path) {
     static const auto* const table =
@@ -69,30 +67,30 @@ QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
 QV_PLUGIN_EXPORT QVSTREAM OpenR(const char* path, uint32_t) {
     auto source = open(path);
     if (!source) return 0;
-    return streams().add(std::make_shared<SoundStream>(std::move(source), path));
+    return streams.add(std::make_shared<SoundStream>(std::move(source), path));
 }
 
 QV_PLUGIN_EXPORT uint32_t CloseR(QVSTREAM stream) {
-    return streams().remove(stream) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
+    return streams.remove(stream) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetTotalSamples(QVSTREAM stream, int) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     return sound ? clamp31(sound->length()) : 0;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetMiliseconds(QVSTREAM stream) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     return sound ? clamp31(sound->scaled(1000)) : 0;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetAudioCompressionRate(QVSTREAM stream) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     return sound ? sound->facts().bitRate : 0;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetAudioFormat(QVSTREAM stream, void* waveFormat) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     if (!sound || !waveFormat) return QV_PLUGIN_FAILED;
     WAVEFORMATEX format{};
     format.wFormatTag = WAVE_FORMAT_PCM;
@@ -107,7 +105,7 @@ QV_PLUGIN_EXPORT uint32_t GetAudioFormat(QVSTREAM stream, void* waveFormat) {
 
 QV_PLUGIN_EXPORT uint32_t GetAudio(QVSTREAM stream, int32_t first, int32_t count, void* buffer,
                                    int32_t* length) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     const int32_t room = length ? *length : 0;
     if (length) *length = 0;
     if (!sound || !buffer || first < 0 || count < 0 || room < 0) return QV_PLUGIN_FAILED;
@@ -119,12 +117,12 @@ QV_PLUGIN_EXPORT uint32_t GetAudio(QVSTREAM stream, int32_t first, int32_t count
 }
 
 QV_PLUGIN_EXPORT uint32_t SetTotalSample(QVSTREAM stream, int64_t samples, int32_t) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     return sound && sound->setLength(samples) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetFileData(QVSTREAM stream, uint32_t code, void* data, uint32_t) {
-    const auto sound = streams().find(stream);
+    const auto sound = streams.find(stream);
     return sound ? sound->tell(code, data) : uint32_t{QV_PLUGIN_FAILED};
 }
 

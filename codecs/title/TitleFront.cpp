@@ -31,10 +31,8 @@ struct OpenTitle {
     }
 };
 
-qv::Tickets<OpenTitle>& titles() {
-    static auto* const all = new qv::Tickets<OpenTitle>;
-    return *all;
-}
+// Ready when the module is loaded and gone when it is unloaded.
+constinit qv::Tickets<OpenTitle> titles;
 
 bool hasExtension(std::string_view path) {
     const auto dot = path.rfind('.');
@@ -83,25 +81,25 @@ QV_PLUGIN_EXPORT QVSTREAM OpenR(const char* path, uint32_t) {
     auto script = read(path);
     if (!script) return 0;
     const TitlePicture own = {script->width, script->height, false};
-    return titles().add(std::make_shared<OpenTitle>(OpenTitle{std::move(*script), own}));
+    return titles.add(std::make_shared<OpenTitle>(OpenTitle{std::move(*script), own}));
 }
 
 QV_PLUGIN_EXPORT uint32_t CloseR(QVSTREAM stream) {
-    return titles().remove(stream) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
+    return titles.remove(stream) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetTotalFrames(QVSTREAM stream) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     return title ? static_cast<uint32_t>(title->frames()) : 0;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetMiliseconds(QVSTREAM stream) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     return title ? static_cast<uint32_t>(std::min<std::int64_t>(title->script.milliseconds, INT32_MAX)) : 0;
 }
 
 QV_PLUGIN_EXPORT uint32_t GetVideoRate(QVSTREAM stream, uint32_t* rate, uint32_t* scale) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     if (!title || !rate || !scale) return QV_PLUGIN_FAILED;
     *rate = static_cast<uint32_t>(title->rate().rate);
     *scale = static_cast<uint32_t>(title->rate().scale);
@@ -110,7 +108,7 @@ QV_PLUGIN_EXPORT uint32_t GetVideoRate(QVSTREAM stream, uint32_t* rate, uint32_t
 
 // The title's own size until another is set.
 QV_PLUGIN_EXPORT uint32_t GetVideoFormat(QVSTREAM stream, void* bitmapHeader) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     if (!title || !bitmapHeader) return QV_PLUGIN_FAILED;
     BITMAPINFOHEADER header{};
     header.biSize = sizeof header;
@@ -125,7 +123,7 @@ QV_PLUGIN_EXPORT uint32_t GetVideoFormat(QVSTREAM stream, void* bitmapHeader) {
 
 // A negative height asks for 32-bit rows with alpha.
 QV_PLUGIN_EXPORT uint32_t SetDibSize(QVSTREAM stream, int32_t width, int32_t height) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     const bool alpha = height < 0;
     if (!title || width < 1 || width > kMaxTitleSide || height == 0 || height < -kMaxTitleSide ||
         height > kMaxTitleSide)
@@ -135,7 +133,7 @@ QV_PLUGIN_EXPORT uint32_t SetDibSize(QVSTREAM stream, int32_t width, int32_t hei
 }
 
 QV_PLUGIN_EXPORT uint32_t GetDib(QVSTREAM stream, int32_t frame, void* bits) {
-    const auto title = titles().find(stream);
+    const auto title = titles.find(stream);
     if (!title || !bits || frame < 0) return QV_PLUGIN_FAILED;
     if (!title->renderer && backEnd()) title->renderer = backEnd()->make(title->script);
     const TitleRate rate = title->rate();

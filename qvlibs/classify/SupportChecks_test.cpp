@@ -240,6 +240,7 @@ TEST(SupportChecks, TheTraceSaysWhenItThinks) {
     seen.clear();
     EXPECT_EQ(QVTLCheckSupportAsf(path.c_str()), 1);
     EXPECT_EQ(seen.find("thinking"), std::string::npos);
+    qv::setTraceSink(nullptr);
 }
 
 TEST(InformationTexts, SaysWhatIsInTheFile) {

@@ -69,7 +69,7 @@ bool CQVDIB::takeIcon(std::span<const BYTE> icon) {
     const size_t maskLine = static_cast<size_t>(qv::dibLineBytes(width, 1));
     if (before + line * rows > icon.size()) return false;
     std::vector<RGBQUAD> table(colors);
-    std::memcpy(table.data(), icon.data() + sizeof header, colors * sizeof(RGBQUAD));
+    if (colors > 0) std::memcpy(table.data(), icon.data() + sizeof header, colors * sizeof(RGBQUAD));
     header.biHeight = height;
     const auto pixels = icon.subspan(before, line * rows);
     const auto mask = icon.subspan(before + line * rows);

@@ -6,7 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     const qv::AviBytes file{[=](std::uint64_t at, void* buffer, size_t count) {
-                                if (at >= size) return size_t{0};
+                                if (at >= size || count == 0) return size_t{0};
                                 const size_t got = std::min<size_t>(count, size - at);
                                 std::memcpy(buffer, data + at, got);
                                 return got;
