@@ -167,6 +167,31 @@ int32_t getDateTime(const char* path, QVDATETIME* time) {
     });
 }
 
+// A text without the blanks and zeros that cameras fill their fields up with.
+std::string textOf(const Exiv2::ExifData& data, const char* key) {
+    const auto found = data.findKey(Exiv2::ExifKey(key));
+    std::string text = found == data.end() ? std::string() : found->toString();
+    text.resize(std::min(text.size(), text.find('\0')));
+    const auto first = text.find_first_not_of(' '), last = text.find_last_not_of(' ');
+    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
+
+// Many models repeat their maker: "Canon", "Canon PowerShot S40".
+int32_t getCamera(const char* path, char* text, int32_t size) {
+    *text = 0;
+    return withPicture(path, [&](Exiv2::Image& image) {
+        const std::string maker = textOf(image.exifData(), "Exif.Image.Make");
+        const std::string model = textOf(image.exifData(), "Exif.Image.Model");
+        const std::string brand = maker.substr(0, maker.find(' '));
+        const bool repeats = !model.empty() && model.compare(0, brand.size(), brand) == 0;
+        const std::string camera = repeats || maker.empty() ? model
+                                   : model.empty()          ? maker
+                                                            : maker + " " + model;
+        std::snprintf(text, static_cast<size_t>(size), "%s", camera.c_str());
+        return kDone;
+    });
+}
+
 // The maker's entries in file order: texts as "name: value" lines, 16-bit values as words, 32-bit values as
 // dwords.
 int32_t getMakerNote(const char* path, QVMAKERNOTESINK* sink) {
@@ -233,7 +258,7 @@ int32_t copyProperties(const char* from, const char* to, uint16_t orientation) {
 }
 
 constexpr ExifBackEnd kTable = {isExif,      getOrientation, setOrientation, setDateTime,
-                                getDateTime, getMakerNote,   copyProperties};
+                                getDateTime, getMakerNote,   getCamera,      copyProperties};
 
 } // namespace
 } // namespace qv::codec

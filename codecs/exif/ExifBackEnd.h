@@ -12,6 +12,7 @@ struct ExifBackEnd {
     int32_t (*setDateTime)(const char* path, const QVDATETIME* time);
     int32_t (*getDateTime)(const char* path, QVDATETIME* time);
     int32_t (*getMakerNote)(const char* path, QVMAKERNOTESINK* sink);
+    int32_t (*getCamera)(const char* path, char* text, int32_t size);
     int32_t (*copyProperties)(const char* from, const char* to, uint16_t orientation);
 };
 

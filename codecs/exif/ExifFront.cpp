@@ -90,6 +90,12 @@ QV_PLUGIN_EXPORT int32_t GetDateTimeOriginal(const char* path, QVDATETIME* time)
     return table ? table->getDateTime(path, time) : kFailed;
 }
 
+QV_PLUGIN_EXPORT int32_t GetCamera(const char* path, char* text, int32_t size) {
+    if (!path || !text || size < 1) return kInvalidArgument;
+    const auto* table = backEnd();
+    return table ? table->getCamera(path, text, size) : kFailed;
+}
+
 QV_PLUGIN_EXPORT int32_t GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink) {
     if (!path || !sink || sink->size < sizeof *sink) return kInvalidArgument;
     const auto* table = backEnd();

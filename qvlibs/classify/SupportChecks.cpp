@@ -9,6 +9,7 @@
 #include "qvlibs/media/QVMovie.h"
 #include "qvlibs/media/TitleFamily.h"
 #include "qvlibs/platform/FileTimes.h"
+#include "qvlibs/platform/FileUse.h"
 #include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/util/Qvfiletools.h"
 
@@ -176,5 +177,26 @@ CList<SupportCheckCount> supportCacheCounts() {
 
 CString supportCacheFile() { return supportCachePath(); }
 bool savesSupportCache() { return isMainApplication(); }
+
+bool recallText(const char* name, const QVFILESTATUS& status, CString& text) {
+    const SupportElement* known = supportCache().find(name, status);
+    if (known) text = known->longText;
+    return known != nullptr;
+}
+
+void rememberText(const char* name, const QVFILESTATUS& before, const char* text) {
+    constexpr size_t kLongest = 32768;
+    constexpr std::int64_t kSettled =
+        2; // seconds: times are kept in whole ones, a second change would not show
+    QVFILESTATUS now;
+    const char* path = before.fullPath.GetString();
+    if (!QVTLGetStatus(path, now) || IdentityOrder{}(before, now) || IdentityOrder{}(now, before)) return;
+    const bool recent = std::time(nullptr) - std::int64_t{now.lastWriteTime} < kSettled;
+    if (recent || std::strlen(text) > kLongest || isFileInUse(path)) return;
+    SupportElement element;
+    element.identity = std::move(now);
+    element.longText = text;
+    supportCache().insert(name, std::move(element));
+}
 
 } // namespace qv

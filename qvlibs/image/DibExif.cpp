@@ -69,6 +69,17 @@ LONG CQVDIB::GetDateTimeOriginal(const char* path, SYSTEMTIME* time) {
         path, isNoFailure, [&](CPbPluginInfo& plugIn) { return plugIn.GetDateTimeOriginal(path, time); });
 }
 
+LONG CQVDIB::GetCamera(const char* path, CString& text) {
+    QV_TRACE("CQVDIB");
+    text.Empty();
+    return plugIns().walkPhotos(path, isDone, [&](CPbPluginInfo& plugIn) {
+        char said[128] = {};
+        const LONG result = plugIn.GetCamera(path, said, sizeof said);
+        if (result == 0) text = said;
+        return result;
+    });
+}
+
 LONG CQVDIB::GetMakerNoteValue(const char* path, CString& text, CWordArray& words, CDWordArray& dwords) {
     QV_TRACE("CQVDIB");
     struct Found {

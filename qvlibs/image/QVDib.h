@@ -287,6 +287,8 @@ public:
     LONG SetOrientation(const char* path, const char* target, WORD orientation, int option);
     LONG SetDateTimeOriginal(const char* path, SYSTEMTIME time);
     LONG GetDateTimeOriginal(const char* path, SYSTEMTIME* time);
+    // Maker and model of the camera, such as "Canon PowerShot S40"; "" when the picture says none.
+    LONG GetCamera(const char* path, CString& text);
     // text: "name: value" lines; words and dwords: the 16- and 32-bit values, in file order.
     LONG GetMakerNoteValue(const char* path, CString& text, CWordArray& words, CDWordArray& dwords);
     // Gives `to` what `from` says about itself, but for size and thumbnail; `orientation` 0 writes none.

@@ -59,6 +59,10 @@ LONG CPbPluginInfo::GetDateTimeOriginal(const char* path, SYSTEMTIME* time) {
     return result;
 }
 
+LONG CPbPluginInfo::GetCamera(const char* path, char* text, LONG size) {
+    return status(module, QV_EXPORT(GetCamera), path, text, size);
+}
+
 LONG CPbPluginInfo::GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink) {
     return status(module, QV_EXPORT(GetMakerNoteValue), path, sink);
 }

@@ -22,6 +22,7 @@ public:
     LONG SetOrientation(const char* path, const char* target, WORD orientation, int option);
     LONG SetDateTimeOriginal(const char* path, const SYSTEMTIME& time);
     LONG GetDateTimeOriginal(const char* path, SYSTEMTIME* time); // untouched unless the plug-in succeeds
+    LONG GetCamera(const char* path, char* text, LONG size);
     LONG GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink);
     LONG CopyProperties(const char* from, const char* to, WORD orientation);
 

@@ -223,6 +223,8 @@ int32_t GetOrientation(const char* path, int* orientation, int* second, int opti
 int32_t SetOrientation(const char* path, const char* target, uint16_t orientation, int option);
 int32_t SetDateTimeOriginal(const char* path, const QVDATETIME* time);
 int32_t GetDateTimeOriginal(const char* path, QVDATETIME* time);
+/* Optional: maker and model as the picture says them, in one text that ends in a zero; empty when it says none. */
+int32_t GetCamera(const char* path, char* text, int32_t size);
 /* The maker's entries in file order: texts as "name: value" lines, 16-bit values as words, 32-bit values as
  * dwords. */
 int32_t GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink);

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -55,18 +56,27 @@ void printJson(const nlohmann::ordered_json& document) {
 Progress::Progress(const Common& common, std::string what)
     : what_(std::move(what)), shown_(!common.quiet && isatty(STDERR_FILENO) == 1) {}
 
-Progress::~Progress() {
+Progress::~Progress() { hide(); }
+
+void Progress::hide() {
     if (drawn_) std::fputs("\r\033[K", stderr);
+    drawn_ = false;
 }
 
 void Progress::show(double share, const std::string& detail) {
     if (!shown_) return;
     const long long now = milliseconds();
-    if (drawn_ && now - last_ < 100) return;
+    if (now - last_ < 100) return;
     last_ = now;
     drawn_ = true;
-    const std::string percent = share < 0 ? "" : std::to_string(static_cast<int>(share * 100)) + "% ";
-    std::fprintf(stderr, "\r\033[K%s %s%s", what_.c_str(), percent.c_str(), detail.c_str());
+    std::string bar;
+    if (share >= 0) {
+        constexpr size_t kWidth = 24;
+        const auto full = static_cast<size_t>(std::clamp(share, 0.0, 1.0) * kWidth);
+        bar = std::string(kWidth, '.').replace(0, full, full, '#');
+        bar = "[" + bar + "] " + std::to_string(static_cast<int>(share * 100)) + "% ";
+    }
+    std::fprintf(stderr, "\r\033[K%s %s%s", what_.c_str(), bar.c_str(), detail.c_str());
     std::fflush(stderr);
 }
 

@@ -66,6 +66,8 @@ public:
     Progress& operator=(const Progress&) = delete;
     // `share` is 0..1, or below 0 when the end is not known; `detail` stands behind it. Cheap to call often.
     void show(double share, const std::string& detail = {});
+    // Erases the line before something else is printed; the next show() draws it again.
+    void hide();
 
 private:
     std::string what_;

@@ -3,6 +3,7 @@
 
 #include "qvlibs/library/Version.h"
 #include "tools/qv/Shell.h"
+#include "tools/qv/Workers.h"
 
 #include <CLI/CLI.hpp>
 
@@ -47,9 +48,13 @@ constexpr Command kCommands[] = {
      "  qv sheet tape.avi -o big.bmp --tile 360x240 --json     larger ones, and which frames they are",
      qv::cli::setupSheet},
     {"info", "what files are",
-     "  qv info tape.avi                codec, size, shape, rate, length, sound, first timecode and date\n"
-     "  qv info --json *.mpg            the same of many files as one JSON list\n"
-     "  qv info letter.txt              nothing that is known: exit code 4",
+     "  qv info tape.avi            codec, size, shape, rate, length, sound, first timecode and date\n"
+     "  qv info --json *.mpg        the same of many files as one JSON list\n"
+     "  qv info Pictures            a line for each file in the folder; files with the wrong name are "
+     "marked\n"
+     "With `qv settings set Common MainApplication qv` what was found is kept, and files that have not "
+     "changed are\n"
+     "not opened again.",
      qv::cli::setupInfo},
     {"dvlog", "what is on a tape, when it was filmed, where scenes begin and why",
      "  qv dvlog tape.dv                           a table of scenes with date, timecode and reason\n"
@@ -101,6 +106,7 @@ constexpr const char* kManual = "--manual";
 int runCommands(int argc, char** argv) {
     if (argc > 2 && std::strcmp(argv[1], kComplete) == 0)
         return qv::cli::complete(kCommands, {argv + 3, argv + argc});
+    if (argc == 2 && std::strcmp(argv[1], qv::cli::kServeDescriptions) == 0) qv::cli::serveDescriptions();
     if (argc == 2 && std::strcmp(argv[1], kManual) == 0) return qv::cli::printManual(kCommands);
     CLI::App app("Home-video tools: tapes, thumbnails, timecodes, pictures and settings.", "qv");
     app.set_version_flag("--version", std::string("qv ") + qv::libraryVersion());

@@ -35,22 +35,24 @@ bool startsLikeAvi(const std::string& path) {
 }
 
 // Why a movie did not open: from the file system, from the plug-ins, or from inside the file.
-int whyNot(const std::string& path) {
+int whyNot(const std::string& path, std::string& why) {
+    const auto because = [&](Exit code, std::string text) {
+        why = std::move(text);
+        return static_cast<int>(code);
+    };
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         const int reason = errno;
-        return error(reason == ENOENT || reason == ENOTDIR ? NotFound : Failed,
-                     path + ": " + std::strerror(reason));
+        return because(reason == ENOENT || reason == ENOTDIR ? NotFound : Failed, std::strerror(reason));
     }
-    if (S_ISDIR(status.st_mode)) return error(NotSupported, path + ": is a folder");
-    if (status.st_size == 0 && S_ISREG(status.st_mode)) return error(Damaged, path + ": is empty");
+    if (S_ISDIR(status.st_mode)) return because(NotSupported, "is a folder");
+    if (status.st_size == 0 && S_ISREG(status.st_mode)) return because(Damaged, "is empty");
     const std::unique_ptr<CPluginInfo> plugin(LoadVideoCodecPlugIn(path.c_str()));
-    if (plugin || startsLikeAvi(path))
-        return error(Damaged, path + ": the movie is damaged or has no frames");
+    if (plugin || startsLikeAvi(path)) return because(Damaged, "the movie is damaged or has no frames");
     CPluginEnumerator all;
     const std::unique_ptr<CPluginInfo> any(all.Next("*.vcp"));
-    return error(NotSupported, path + (any ? ": is no movie that a codec module reads"
-                                           : ": there are no codec modules for movies"));
+    return because(NotSupported,
+                   any ? "is no movie that a codec module reads" : "there are no codec modules for movies");
 }
 
 size_t lineBytes(LONG width) { return static_cast<size_t>(CQVDIB::GetLineBytes(width, 24)); }
@@ -64,9 +66,16 @@ Movie::Movie(std::string path, void* handle) : path_(std::move(path)), handle_(h
 Movie::~Movie() { QVTLAVIFileClose(handle_); }
 
 std::unique_ptr<Movie> Movie::open(const std::string& path, int& code) {
+    std::string why;
+    auto movie = open(path, code, why);
+    if (!movie) error(static_cast<Exit>(code), path + ": " + why);
+    return movie;
+}
+
+std::unique_ptr<Movie> Movie::open(const std::string& path, int& code, std::string& why) {
     void* const handle = QVTLAVIFileOpen(path.c_str(), 0);
     if (!handle) {
-        code = whyNot(path);
+        code = whyNot(path, why);
         return nullptr;
     }
     std::unique_ptr<Movie> movie(new Movie(path, handle));
@@ -76,7 +85,8 @@ std::unique_ptr<Movie> Movie::open(const std::string& path, int& code) {
     if (!hasRate || movie->scale_ == 0) movie->rate_ = 0, movie->scale_ = 1;
     const SIZE size = movie->size_;
     if (size.cx > 0 && size.cy > 0 && std::max(size.cx, size.cy) <= kLargestSide) return movie;
-    code = error(Damaged, path + ": the movie has no picture");
+    code = Damaged;
+    why = "the movie has no picture";
     return nullptr;
 }
 

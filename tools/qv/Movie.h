@@ -11,6 +11,8 @@ class Movie {
 public:
     // Opens the movie, or says in one line why not and sets `code`; then null.
     static std::unique_ptr<Movie> open(const std::string& path, int& code);
+    // The same, but hands the line (without the path) over.
+    static std::unique_ptr<Movie> open(const std::string& path, int& code, std::string& why);
     ~Movie();
     Movie(const Movie&) = delete;
     Movie& operator=(const Movie&) = delete;

@@ -33,31 +33,27 @@ std::string shapeText(DIB_TYPE type) {
     return "square pixels";
 }
 
-double rounded3(double value) { return std::round(value * 1000) / 1000; }
-
 void describeSound(void* movie, nlohmann::ordered_json& facts) {
     LONG rate = 0;
     int channels = 0;
     int bits = 0;
     QVTLAVIGetAudioRatio(movie, &rate);
     if (rate == 0 || QVTLAVIGetAudioChannelsAndBits(movie, &channels, &bits) != QV_OK) return;
-    facts["sound"] = std::to_string(rate) + " Hz, " + std::to_string(channels) + " channels, " +
-                     std::to_string(bits) + " bits";
-    facts["samples"] = QVTLAVIGetTotalSamples(movie);
+    facts["sound"] = {
+        {"rate", rate}, {"channels", channels}, {"bits", bits}, {"samples", QVTLAVIGetTotalSamples(movie)}};
 }
 
 } // namespace
 
-int describeMovie(const std::string& path, nlohmann::ordered_json& facts) {
+int describeMovie(const std::string& path, nlohmann::ordered_json& facts, std::string& problem) {
     const std::unique_ptr<CPluginInfo> plugin(LoadVideoCodecPlugIn(path.c_str()));
     if (!plugin) return NotSupported;
     int code = Done;
-    const auto movie = Movie::open(path, code);
+    const auto movie = Movie::open(path, code, problem);
     if (!movie) return code;
     ULONG codec = 0;
     QVTLAVIGetFccHeader(movie->handle(), &codec);
-    facts["kind"] = "movie";
-    facts["module"] = plugin->path.Mid(plugin->path.ReverseFind('/') + 1).str();
+    facts["module"] = moduleName(*plugin);
     facts["codec"] = codeText(codec);
     facts["width"] = movie->size().cx;
     facts["height"] = movie->size().cy;

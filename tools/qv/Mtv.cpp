@@ -3,7 +3,7 @@
 #include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/sidefiles/MtvFiles.h"
 #include "qvlibs/sidefiles/VendorTable.h"
-#include "tools/qv/Command.h"
+#include "tools/qv/Info.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -42,12 +42,11 @@ ordered_json meaning(const Value (&values)[count], unsigned code, unsigned first
     return values[code - first];
 }
 
-ordered_json describe(const std::string& path, const MtvAtrTag& record) {
+ordered_json factsOf(const std::string& path, const MtvAtrTag& record) {
     static constexpr const char* kSizes[] = {"720", "704", "352", "352 half height", "544", "480"};
     static constexpr int kAudioRates[] = {64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384, 448, 768, 1536};
     static constexpr int kSamplings[] = {48000, 44100, 32000};
-    return {{"file", path},
-            {"link", textOf(record.link)},
+    return {{"link", textOf(record.link)},
             {"vendor", textOf(record.vendor)},
             {"vendorSupported", QVTLIsSupportVendor(textOf(record.vendor)) != 0},
             {"fitsDisc", QVTLIsSupportVendorAndParamAtOutput(path) != 0},
@@ -81,7 +80,8 @@ int show(const Options& options, const Common& common) {
     if (side.empty()) return error(NotFound, options.file + ": no side file links to it");
     MtvAtrTag record;
     if (!QVTLGetMtvAtr(side.c_str(), &record)) return error(Damaged, side + ": no side file of 568 bytes");
-    const ordered_json document = describe(side, record);
+    ordered_json document = {{"file", side}};
+    document.update(factsOf(side, record));
     if (common.json)
         printJson(document);
     else
@@ -152,6 +152,17 @@ int vendors(const Common& common) {
 }
 
 } // namespace
+
+int describeSideFile(const std::string& path, ordered_json& facts, std::string& problem) {
+    if (!QVTLCheckExtensionMTV(path.c_str()) && contentOf(path).kind != Kind::SideFile) return NotSupported;
+    MtvAtrTag record;
+    if (!QVTLGetMtvAtr(path.c_str(), &record)) {
+        problem = "no side file of 568 bytes";
+        return Damaged;
+    }
+    facts["sideFile"] = factsOf(path, record);
+    return Done;
+}
 
 std::function<int()> setupMtv(CLI::App& app, const Common& common) {
     auto options = std::make_shared<Options>();

@@ -1,0 +1,40 @@
+// An open title for the commands that render one.
+#pragma once
+
+#include "qvlibs/image/QVDib.h"
+#include "qvlibs/plugins/PluginInfo.h"
+
+#include <memory>
+#include <string>
+
+namespace qv::cli {
+
+class Title {
+public:
+    // Null when no title module takes the file.
+    static std::unique_ptr<Title> open(const std::string& path);
+    ~Title();
+    Title(const Title&) = delete;
+    Title& operator=(const Title&) = delete;
+
+    std::string module() const;
+    SIZE size() const { return size_; } // of its own pictures
+    LONG frames() const { return frames_; }
+    ULONG rate() const { return rate_; }
+    ULONG scale() const { return scale_; } // frames a second = rate / scale
+    double seconds() const;
+
+    // Renders a frame over the key colour at the given size, 24 bits. False when it cannot be rendered.
+    bool picture(LONG frame, SIZE size, CQVDIB& out) const;
+
+private:
+    Title(std::unique_ptr<CPluginInfo> plugin, ULONG stream);
+    std::unique_ptr<CPluginInfo> plugin_;
+    ULONG stream_;
+    SIZE size_{};
+    LONG frames_ = 0;
+    ULONG rate_ = 0;
+    ULONG scale_ = 1;
+};
+
+} // namespace qv::cli
