@@ -248,9 +248,17 @@ public:
     // The same for a picture that will be shown smaller: a codec with a cheap reduced decode may deliver any smaller
     // size that has at least `wanted` in both directions, whichever way the picture is turned.
     ULONG LoadAtLeast(const char* path, CSize wanted, int showWait);
-    // What the options mean is the plug-in's own (0 is always the usual). The result says only that a plug-in was
-    // there, or that the BMP could be created: on purpose it is 0 even when encoding failed; that is reported through
-    // the message handler, and the old file stays. The image moves into a global memory block.
+    // What the options mean is the plug-in's own; 0 is always the usual. Of the shipped ones:
+    //             option1                          option2
+    //   JPEG      quality 1..100 (90)              1: colour at full resolution (4:4:4) instead of half
+    //   PNG       compression 1..9 (6)             -
+    //   TIFF      0 LZW, 1 none, 2 Deflate         -
+    //   GIF       colours 2..256 (256)             -
+    //   WebP      quality 1..100 (90)              1: lossless
+    //   HEIF      quality 1..100 (80)              1: colour at full resolution
+    // The result says only that a plug-in was there, or that the BMP could be created: on purpose it is 0 even when
+    // encoding failed; that is reported through the message handler, and the old file stays. The image moves into a
+    // global memory block.
     ULONG Save(const char* path, int option1, int option2);
     int Investigate(const char* path);              // 1 when the file is supported and decodes
     static int IsLocalSupported(const char* path);  // 1 for a ".bmp" file without compression or masks

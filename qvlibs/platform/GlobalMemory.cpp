@@ -40,18 +40,18 @@ size_t mappedRoom(size_t size) {
 }
 
 void* takeMapped(Table& all, size_t size, bool zeroed) {
-    void* address = nullptr;
+    Block kept;
     {
         const std::lock_guard lock(all.mutex);
-        if (all.kept.address && mappedRoom(all.kept.size) == mappedRoom(size)) {
-            address = std::exchange(all.kept, {}).address;
-        }
+        kept = std::exchange(all.kept, {});
     }
-    if (address) {
-        if (zeroed) std::memset(address, 0, size);
-        return address;
+    if (kept.address && mappedRoom(kept.size) == mappedRoom(size)) {
+        if (zeroed) std::memset(kept.address, 0, size);
+        return kept.address;
     }
-    address = mmap(nullptr, mappedRoom(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (kept.address) munmap(kept.address, mappedRoom(kept.size));
+    void* address =
+        mmap(nullptr, mappedRoom(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (address == MAP_FAILED) return nullptr;
     madvise(address, mappedRoom(size), MADV_HUGEPAGE); // a wish: small pages serve as well
     return address;

@@ -8,7 +8,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     qv::setMessageHandler([](const char*, const char*, qv::MessageKind) {});
     const qv::test::InputFile file(data, size);
-    CQVDIB picture;
+    CQVDIB picture, small;
     BITMAPINFOHEADER header{};
     CString text;
     const bool known = picture.GetInfo(file.path(), &header, text) == QV_OK;
@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
         for (const int x : {0, picture.GetWidth() - 1}) {
             for (const int y : {0, picture.GetHeight() - 1}) picture.GetPixel(x, y);
         }
-        picture.LoadAtLeast(file.path(), {2, 2}, 0);
+        picture.Empty();
+        small.LoadAtLeast(file.path(), {2, 2}, 0);
     }
     SYSTEMTIME time;
     picture.GetDateTimeOriginal(file.path(), &time);
