@@ -39,7 +39,8 @@ HRESULT Chain::grow(Use use, std::uint64_t sectors, std::uint32_t least) {
     while (sectors > 0) {
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(sectors, kMaxSector));
         Run run;
-        QV_STG_TRY(fat_.allocate(use, wanted, std::min(wanted, least), run));
+        const Sector before = sectors_.empty() ? kFree : sectors_.back();
+        QV_STG_TRY(fat_.allocate(use, wanted, std::min(wanted, least), run, before));
         QV_STG_TRY(link(sectors_.size(), run.first));
         for (std::uint32_t i = 0; i < run.count; ++i) {
             QV_STG_TRY(fat_.set(run.first + i, i + 1 < run.count ? run.first + i + 1 : kEndOfChain));
@@ -68,7 +69,7 @@ HRESULT Chain::replace(Use use, std::uint64_t place, std::uint64_t count) {
     while (count > 0) {
         const auto wanted = static_cast<std::uint32_t>(count);
         Run run;
-        QV_STG_TRY(fat_.allocate(use, wanted, std::min(wanted, kLeast), run));
+        QV_STG_TRY(fat_.allocate(use, wanted, std::min(wanted, kLeast), run, sectors_[place]));
         QV_STG_TRY(link(place, run.first));
         for (std::uint32_t i = 0; i < run.count; ++i, ++place, --count) {
             QV_STG_TRY(fat_.set(run.first + i, i + 1 < run.count ? run.first + i + 1 : following));

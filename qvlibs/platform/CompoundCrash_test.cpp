@@ -116,7 +116,7 @@ TEST(CompoundCrash, OldOrNewAtEveryWrite) {
         }
     }
     EXPECT_GT(stops, 200);
-    std::printf("%d stops\n", stops);
+    std::printf("%d stops between two writes or within one\n", stops);
 }
 
 // QVLIBS_STORAGE_KILLS real kills, at moments that nobody chose.
@@ -126,6 +126,7 @@ TEST(CompoundCrash, OldOrNewAfterKills) {
     auto* done = static_cast<volatile int*>(
         ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     std::mt19937 random(7);
+    int changes = 0;
     for (int kill = 0; kill < kills; ++kill) {
         const unsigned seed = 5000 + static_cast<unsigned>(kill);
         { const Storage root = createFile(crashPath(), kill % 2 ? 512 : 4096); }
@@ -151,7 +152,9 @@ TEST(CompoundCrash, OldOrNewAfterKills) {
         ASSERT_EQ(problemsOf(crashPath()), "") << "kill " << kill;
         const Content found = readAll(crashPath());
         ASSERT_TRUE(found == before || found == model.content) << "kill " << kill << " after " << *done;
+        changes += *done;
     }
+    std::printf("%d kills, %d changes acknowledged before them\n", kills, changes);
 }
 
 // A disk with room for so many bytes: what does not fit is taken back, and there is room again after
@@ -196,5 +199,6 @@ TEST(CompoundCrash, FullDiskTakesNothingAway) {
             ++refused;
         }
         EXPECT_GT(refused, 10);
+        std::printf("%d sizes of a full disk, sectors of %u bytes\n", refused, sectorSize);
     }
 }

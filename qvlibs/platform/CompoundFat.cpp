@@ -9,8 +9,11 @@ namespace {
 // again by the table sectors in them: so that they lie together, and few reads lead to any element.
 constexpr std::uint32_t kGroup = 128;
 constexpr std::uint64_t kApartFrom = 16 * kGroup;
-constexpr std::uint32_t kSearchedGroups = 32; // for one allocation
-constexpr Sector kNowhere = kFree;            // a page that has no sector yet
+// Tables stay near each other from here on; before, that would keep them in groups that they share with data.
+constexpr std::uint64_t kNearFrom = 8 * kApartFrom;
+constexpr std::uint32_t kSearchedGroups = 32;     // for one allocation
+constexpr std::uint32_t kManyTables = kGroup / 2; // at once: they get groups of their own
+constexpr Sector kNowhere = kFree;                // a page that has no sector yet
 
 std::uint32_t entryAt(const std::vector<std::uint8_t>& page, std::uint64_t sector) {
     return get32(page.data() + 4 * (sector % (page.size() / 4)));
@@ -52,6 +55,7 @@ Fat::Fat(Disk& disk, const Header& header) : disk_(disk), header_(header) {
     groupsLeft_ = end_ / kGroup + 1;
     // Not always the same place, so that sessions of one change each find what others left.
     cursor_ = end_ > 0 ? header.changes * 2654435761u % end_ / kGroup * kGroup : 0;
+    tableCursor_ = header.changes * 2654435761u;
 }
 
 HRESULT Fat::locate(std::uint32_t page) {
@@ -137,19 +141,33 @@ bool Fat::isLockSector(std::uint64_t sector) const {
            kLockRange / header_.sectorSize();
 }
 
+HRESULT Fat::isForTables(std::uint64_t group, bool& forTables) {
+    Page* page = nullptr;
+    QV_STG_TRY(load(static_cast<std::uint32_t>(group * kGroup / perPage()), page));
+    forTables = std::find(opened_.begin(), opened_.end(), group) != opened_.end();
+    for (std::uint64_t s = group * kGroup; s < (group + 1) * kGroup && !forTables; ++s)
+        forTables = entryAt(page->now, s) == kFatSector;
+    return S_OK;
+}
+
 // The first run of free sectors of a group that is long enough.
 HRESULT Fat::findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uint32_t wanted,
                          std::uint32_t least, Run& run) {
     run = {};
     if (from / perPage() >= pageCount_) return S_OK;
+    const std::uint64_t group = from / kGroup;
+    if (barren_.size() <= group) barren_.resize(std::max(group + 1, end_ / kGroup + 1));
+    std::uint8_t& failed = use == Use::Data ? barren_[group].data : barren_[group].tables;
+    if (failed && failed <= least && !thrifty_) return S_OK;
     Page* page = nullptr;
     QV_STG_TRY(load(static_cast<std::uint32_t>(from / perPage()), page));
+    bool mayUse = true;
     if (use == Use::Data && isApart() && !thrifty_) {
-        for (std::uint64_t s = from / kGroup * kGroup; s < to; ++s) {
-            if (entryAt(page->now, s) == kFatSector) return S_OK;
-        }
+        bool forTables = false;
+        QV_STG_TRY(isForTables(group, forTables));
+        mayUse = !forTables;
     }
-    for (std::uint64_t s = from; s < to && run.count < wanted; ++s) {
+    for (std::uint64_t s = from; mayUse && s < to && run.count < wanted; ++s) {
         const bool free = entryAt(page->now, s) == kFree && !isLockSector(s) &&
                           (page->published.empty() || entryAt(page->published, s) == kFree);
         if (free) {
@@ -160,7 +178,11 @@ HRESULT Fat::findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uin
             run.count = 0;
         }
     }
-    if (run.count < least) run.count = 0;
+    if (run.count < least) {
+        run.count = 0;
+        // Only a whole group that was looked at says something; the last one still grows.
+        if (from % kGroup == 0 && to == from + kGroup) failed = static_cast<std::uint8_t>(mayUse ? least : 1);
+    }
     return S_OK;
 }
 
@@ -182,36 +204,41 @@ HRESULT Fat::findData(std::uint32_t wanted, std::uint32_t least, Run& run) {
     return S_OK;
 }
 
-HRESULT Fat::findForTables(Run& run) {
-    if (!tableGroupsKnown_) {
-        if (pageCount_) QV_STG_TRY(locate(pageCount_ - 1));
-        for (const Sector sector : where_) tableGroups_.push_back(sector / kGroup);
-        std::sort(tableGroups_.begin(), tableGroups_.end());
-        tableGroups_.erase(std::unique(tableGroups_.begin(), tableGroups_.end()), tableGroups_.end());
-        tableGroupsKnown_ = true;
+// In the group of a sector that it should be near; else in groups of pages of the table, which are those for tables.
+HRESULT Fat::findForTables(Sector near, std::uint32_t wanted, Run& run) {
+    run = {};
+    const auto lookIn = [&](std::uint64_t group) {
+        const std::uint64_t from = group * kGroup;
+        return from < end_ ? findInGroup(from, std::min(from + kGroup, end_), Use::Tables, wanted, 1, run)
+                           : S_OK;
+    };
+    bool forTables = false;
+    if (isReal(near) && end_ >= kNearFrom) QV_STG_TRY(isForTables(near / kGroup, forTables));
+    if (forTables) QV_STG_TRY(lookIn(near / kGroup));
+    if (run.count) return S_OK;
+    QV_STG_TRY(locate(pageCount_ - 1));
+    std::uint64_t last = ~std::uint64_t{0};
+    std::uint32_t groups = 0;
+    for (std::uint32_t i = 0; i < pageCount_ && groups < kSearchedGroups && !run.count; ++i) {
+        if (i > 0) ++tableCursor_; // stays where something was found
+        const Sector page = where_[tableCursor_ % pageCount_];
+        if (page == kNowhere || page / kGroup == last) continue;
+        last = page / kGroup;
+        ++groups;
+        QV_STG_TRY(lookIn(last));
     }
-    for (size_t i = 0; i < tableGroups_.size(); ++i) {
-        if (tableCursor_ >= tableGroups_.size()) tableCursor_ = 0;
-        const std::uint64_t from = tableGroups_[tableCursor_] * kGroup;
-        if (from < end_) QV_STG_TRY(findInGroup(from, std::min(from + kGroup, end_), Use::Tables, 1, 1, run));
-        if (run.count) return S_OK;
-        ++tableCursor_;
-    }
-    QV_STG_TRY(openTableGroup());
-    return findInGroup(end_ - kGroup, end_, Use::Tables, 1, 1, run);
+    return run.count ? S_OK : openTableGroup(wanted, run);
 }
 
 // A group at the end for tables only; what lies before it stays free for data.
-HRESULT Fat::openTableGroup() {
+HRESULT Fat::openTableGroup(std::uint32_t wanted, Run& run) {
     const std::uint64_t start = (end_ + kGroup - 1) / kGroup * kGroup;
     cursor_ = end_;
     groupsLeft_ = std::max<std::uint64_t>(groupsLeft_, 2);
-    Run run;
-    QV_STG_TRY(append(static_cast<std::uint32_t>(start - end_) + kGroup, run));
-    if (end_ % kGroup) return STG_E_MEDIUMFULL;
-    tableGroups_.push_back(end_ / kGroup - 1);
-    tableCursor_ = tableGroups_.size() - 1;
-    return S_OK;
+    while (end_ < start + kGroup) // in pieces where the range of locks is passed
+        QV_STG_TRY(append(static_cast<std::uint32_t>(start + kGroup - end_), run));
+    opened_.push_back(start / kGroup);
+    return findInGroup(start, end_, Use::Tables, wanted, 1, run);
 }
 
 HRESULT Fat::append(std::uint32_t wanted, Run& run) {
@@ -229,16 +256,21 @@ HRESULT Fat::append(std::uint32_t wanted, Run& run) {
     return edit(static_cast<std::uint32_t>((end_ - 1) / perPage()), page);
 }
 
-HRESULT Fat::allocate(Use use, std::uint32_t wanted, std::uint32_t least, Run& run) {
+HRESULT Fat::allocate(Use use, std::uint32_t wanted, std::uint32_t least, Run& run, Sector near) {
     run = {};
-    if (use == Use::Tables && isApart() && !thrifty_ && !appendOnly_) return findForTables(run);
+    if (use == Use::Tables && isApart() && !thrifty_ && !appendOnly_)
+        return wanted < kManyTables || perPage() != kGroup
+                   ? findForTables(near, wanted, run)
+                   : openTableGroup(std::min(wanted, kGroup - 1), run);
     if (!appendOnly_) QV_STG_TRY(findData(wanted, least, run));
     return run.count ? S_OK : append(wanted, run);
 }
 
 HRESULT Fat::placePage(std::uint32_t page) {
     Run run;
-    QV_STG_TRY(allocate(Use::Tables, 1, 1, run));
+    // A new page goes into the group that it stands for, if that is one for tables: known by it from now on.
+    const auto covered = static_cast<Sector>(std::uint64_t{page} * perPage());
+    QV_STG_TRY(allocate(Use::Tables, 1, 1, run, where_[page] == kNowhere ? covered : where_[page]));
     QV_STG_TRY(set(run.first, kFatSector));
     if (where_[page] != kNowhere) QV_STG_TRY(release(where_[page]));
     where_[page] = run.first;
@@ -251,6 +283,7 @@ HRESULT Fat::placeIndex(bool& changed) {
     const size_t beyond = where_.size() > kHeaderFatSectors ? where_.size() - kHeaderFatSectors : 0;
     const size_t needed = (beyond + perPage() - 2) / (perPage() - 1);
     changed = false;
+    const Sector near = index_.empty() ? kFree : index_.front();
     if (!indexPlaced_) {
         for (const Sector old : index_) QV_STG_TRY(release(old));
         changed = !index_.empty();
@@ -259,9 +292,12 @@ HRESULT Fat::placeIndex(bool& changed) {
     }
     while (index_.size() < needed) {
         Run run;
-        QV_STG_TRY(allocate(Use::Tables, 1, 1, run));
-        QV_STG_TRY(set(run.first, kDifatSector));
-        index_.push_back(run.first);
+        const auto wanted = static_cast<std::uint32_t>(needed - index_.size());
+        QV_STG_TRY(allocate(Use::Tables, std::min(wanted, kManyTables - 1), 1, run, near));
+        for (std::uint32_t i = 0; i < run.count; ++i) {
+            QV_STG_TRY(set(run.first + i, kDifatSector));
+            index_.push_back(run.first + i);
+        }
         changed = true;
     }
     return S_OK;
@@ -310,8 +346,13 @@ void Fat::published() {
     for (const std::uint32_t page : changed_) {
         pages_[page]->published.clear();
         pages_[page]->placed = false;
+        // What was released is free from now on.
+        for (std::uint64_t s = std::uint64_t{page} * perPage(); s < (page + 1ull) * perPage(); s += kGroup) {
+            if (s / kGroup < barren_.size()) barren_[s / kGroup] = {};
+        }
     }
     changed_.clear();
+    opened_.clear();
     indexBytes_.clear();
     indexPlaced_ = false;
     publishedPages_ = pageCount_;

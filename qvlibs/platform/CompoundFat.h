@@ -49,7 +49,9 @@ public:
     [[nodiscard]] HRESULT isFresh(Sector sector, bool& fresh);
     // At least `least` (at most 128) and at most `wanted` neighbouring sectors, for the caller to link. Space
     // at the end counts as found; STG_E_MEDIUMFULL when the format allows no more.
-    [[nodiscard]] HRESULT allocate(Use use, std::uint32_t wanted, std::uint32_t least, Run& run);
+    // Tables are put near a sector, where there is one.
+    [[nodiscard]] HRESULT allocate(Use use, std::uint32_t wanted, std::uint32_t least, Run& run,
+                                   Sector near = kFree);
     // Others may look at older states: from now on nothing is used again, only what is past the end.
     void appendOnly() { appendOnly_ = true; }
     // Looks everywhere for free sectors before the file grows.
@@ -78,10 +80,11 @@ private:
     [[nodiscard]] HRESULT edit(std::uint32_t page, Page*& edited);
     [[nodiscard]] HRESULT findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uint32_t wanted,
                                       std::uint32_t least, Run& run);
+    [[nodiscard]] HRESULT isForTables(std::uint64_t group, bool& forTables);
     [[nodiscard]] HRESULT findData(std::uint32_t wanted, std::uint32_t least, Run& run);
-    [[nodiscard]] HRESULT findForTables(Run& run);
+    [[nodiscard]] HRESULT findForTables(Sector near, std::uint32_t wanted, Run& run);
     [[nodiscard]] HRESULT append(std::uint32_t wanted, Run& run);
-    [[nodiscard]] HRESULT openTableGroup();
+    [[nodiscard]] HRESULT openTableGroup(std::uint32_t wanted, Run& run);
     [[nodiscard]] HRESULT placePage(std::uint32_t page);
     [[nodiscard]] HRESULT placeIndex(bool& changed);
     bool isApart() const; // tables have groups of their own
@@ -104,9 +107,13 @@ private:
     bool thrifty_ = false;
     std::uint64_t cursor_ = 0; // where the search for data goes on
     std::uint64_t groupsLeft_; // to look at before it gives up
-    std::vector<std::uint64_t> tableGroups_;
-    bool tableGroupsKnown_ = false;
-    size_t tableCursor_ = 0;
+    // Of each group: no run of so many sectors was found in it for data and for tables; 0 when it may have any.
+    struct Barren {
+        std::uint8_t data = 0, tables = 0;
+    };
+    std::vector<Barren> barren_;
+    std::vector<std::uint64_t> opened_; // groups for tables, new in this change
+    std::uint32_t tableCursor_;         // the page of the table whose group is looked at for tables
     std::uint64_t lastReleased_ = kFree;
 };
 
