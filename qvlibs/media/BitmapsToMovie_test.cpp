@@ -24,7 +24,7 @@ CString picture(const char* name, int width, int height, ULONG colour) {
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) made.SetPixel(x, y, colour);
     }
-    const CString path((home() / name).c_str());
+    CString path((home() / name).c_str());
     EXPECT_EQ(made.Save(path), 1);
     return path;
 }

@@ -63,7 +63,7 @@ ULONG QVTLAVIGetCompressedStream2(void* handle, LONG frame, unsigned char* buffe
     const ULONG result =
         QVTLAVIGetNonCompressedStreamEx2(handle, frame, buffer, width, height, dibType, 1,
                                          MOVIE_DECODE_DEFAULT, method, flags, streamValue, streamValue2);
-    // Swapped on purpose: here the result says what is left to do (Qvavitools.CompressedStream2SwapsResults).
+    // Swapped on purpose: here the result says what is left to do (CompressedStream.SwapsResultsOnPurpose).
     if (result == QV_COMPRESSED) return QV_OK;
     return result == QV_OK ? QV_COMPRESSED : result;
 }

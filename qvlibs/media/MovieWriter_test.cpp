@@ -61,3 +61,22 @@ TEST(MovieWriter, AWriterCanBeOpenedLater) {
     EXPECT_FALSE(QVTLAVIInitCreateAVI(target("OpenW=0\n").c_str(), 0));
     EXPECT_FALSE(QVTLAVIInitCreateAVI((home() / "nobody's").c_str(), 0));
 }
+
+TEST(MovieWriter, AModuleThatCannotWriteAnswersNine) {
+    restartWithModules({{"accept_all", "reader.vcp"}});
+    const std::string path = home() / "out.any";
+    EXPECT_FALSE(QVTLAVIInitCreateAVI(path.c_str(), 0));
+    void* const movie = QVTLAVIInitCreateAVI(path.c_str(), -1);
+    ASSERT_TRUE(movie);
+    unsigned char bytes[40] = {};
+    EXPECT_EQ(QVTLAVIOpenW(movie, path.c_str(), 1), 1u);
+    EXPECT_EQ(QVTLAVIWrite(movie, bytes, bytes, 0), 9u);
+    EXPECT_EQ(QVTLAVIWrite2(movie, bytes, DIB_TYPE_4_3, bytes, 0), 9u);
+    EXPECT_EQ(QVTLAVIWriteDIF(movie, bytes, nullptr, 0), 9u);
+    EXPECT_EQ(QVTLAVIWriteDIF2(movie, bytes, DIB_TYPE_4_3, nullptr, 0), 9u);
+    EXPECT_EQ(QVTLAVISetParameters(movie, 0, 0, 0), 9u);
+    EXPECT_EQ(QVTLAVIResetCodec(movie), 9u);
+    EXPECT_EQ(QVTLAVICloseCreateAVI(movie), 9u);
+    EXPECT_EQ(QVTLAVIWrite(nullptr, bytes, bytes, 0), 14u);
+    EXPECT_EQ(QVTLAVIWriteDIF2(nullptr, bytes, DIB_TYPE_4_3, nullptr, 0), 14u);
+}

@@ -24,7 +24,7 @@ std::string picture(const std::string& name, int width, int height, ULONG left, 
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) made.SetPixel(x, y, x < width / 2 ? left : right);
     }
-    const std::string path = home() / name;
+    std::string path = home() / name;
     EXPECT_EQ(made.Save(path.c_str()), 1);
     return path;
 }
