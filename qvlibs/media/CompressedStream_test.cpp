@@ -40,7 +40,7 @@ public:
         all.erase(all.begin());
         return all;
     }
-    // The first byte that a copied frame has, or a picture's dominant red when it was encoded.
+    // Whether there is a DV frame with a picture.
     bool isEncoded() {
         const std::unique_ptr<CQVDIB> picture(DEDVDIFtoDIB(dif.data(), {720, 480}, 24));
         return picture && picture->GetPixel(360, 240) != 0;
