@@ -8,6 +8,7 @@ namespace qv::compound {
 namespace {
 
 constexpr std::uint64_t kSearchedPages = 8; // for a free entry
+constexpr size_t kEnoughFree = 16;          // entries to know of at once
 constexpr std::uint64_t kMostPages = 32;    // added at once
 
 } // namespace
@@ -50,19 +51,21 @@ HRESULT Directory::collectFree(std::uint64_t page) {
     return S_OK;
 }
 
-// First what is known to be free, then the end of the directory, where room is added, then a few pages on from
-// the place where the last search stopped; else the directory grows by an eighth.
+// First what is known to be free, then, piece by piece, the end of the directory, where room is added, then a few pages
+// on from the place where the last search stopped; else the directory grows by an eighth.
 HRESULT Directory::allocate(EntryId& id) {
     std::uint64_t pages = 0;
     QV_STG_TRY(pages_.count(pages));
-    if (free_.empty() && !searchedEnd_) {
-        searchedEnd_ = true;
+    if (unsearched_ > pages) {
+        unsearched_ = pages;
         cursor_ = pages ? header_.changes * 2654435761u % pages : 0;
-        for (std::uint64_t page = pages; page-- > 0;) {
-            const size_t known = free_.size();
-            QV_STG_TRY(collectFree(page));
-            if (free_.size() == known) break;
-        }
+    }
+    // Only while none is known: none is found twice.
+    for (bool found = free_.empty(); found && unsearched_ > 0 && free_.size() < kEnoughFree;) {
+        const size_t known = free_.size();
+        QV_STG_TRY(collectFree(--unsearched_));
+        found = free_.size() > known;
+        if (!found) unsearched_ = 0;
     }
     for (std::uint64_t i = 0; free_.empty() && i < std::min(kSearchedPages, pages); ++i)
         QV_STG_TRY(collectFree(cursor_++ % pages));

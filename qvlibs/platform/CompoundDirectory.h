@@ -68,7 +68,7 @@ private:
     PagedChain pages_;
     std::vector<EntryId> owners_; // by element; kNoEntry where not known
     std::vector<EntryId> free_;
-    bool searchedEnd_ = false;
+    std::uint64_t unsearched_ = ~std::uint64_t{0}; // pages before the end that was looked at for free entries
     std::uint64_t cursor_ = 0;
     EntryId last_ = kNoEntry; // of measure
 };
