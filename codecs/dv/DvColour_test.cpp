@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "codecs/dv/DvFromRgb.h"
+#include "qvlibs/image/kernels/InstructionSets_test.h"
 
 namespace qv::dv {
 namespace {
@@ -18,7 +19,7 @@ std::vector<std::uint8_t> noise(std::mt19937& random, int count) {
     return bytes;
 }
 
-TEST(DvColour, FastIsAsThePlainOne) {
+void compareFast() {
     std::mt19937 random(2);
     for (const int width : {720, 360, 180, 88, 33, 5, 1}) {
         const auto y = noise(random, width);
@@ -58,6 +59,15 @@ TEST(DvColour, FastIsAsThePlainOne) {
             plain.resize(fast.size());
             EXPECT_EQ(fast, plain) << width << " times " << factor;
         }
+    }
+}
+
+TEST(DvColour, FastIsAsThePlainOne) {
+    const test::InstructionSets sets;
+    for (const auto set : sets.all) {
+        sets.use(set);
+        SCOPED_TRACE(hwy::TargetName(set));
+        compareFast();
     }
 }
 

@@ -1,5 +1,6 @@
 #include "codecs/dv/DvEntropy.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 
@@ -29,6 +30,45 @@ struct StepTable {
     }
 };
 constexpr StepTable kSteps;
+
+// --- For a lane that runs alone: up to three codes by one look-up. How far each leads from the first position, and
+// its level; where there are fewer, the last one is repeated. No code at all: more bits than any window has.
+constexpr int kSeveralBits = 11;
+constexpr std::uint8_t kNoCode = 127;
+struct SeveralCodes { // read as one word, from the lowest byte up
+    std::uint8_t length = kNoCode;
+    std::uint8_t advances[3] = {};
+    std::int8_t levels[4] = {};
+};
+struct SeveralTable {
+    std::array<SeveralCodes, std::size_t{1} << kSeveralBits> at{};
+
+    SeveralTable() {
+        for (std::size_t bits = 0; bits < at.size(); ++bits) at[bits] = codesIn(bits);
+    }
+    static SeveralCodes codesIn(std::size_t bits) {
+        SeveralCodes found;
+        int used = 0;
+        int advance = 0;
+        for (int i = 0; i < 3; ++i) {
+            const std::size_t window = bits << (used + 64 - kSeveralBits);
+            const Code& code = kCodes.at[window >> (64 - kShortBits)];
+            if (window >= kLongFrom || code.advance == 0 || code.length > kSeveralBits - used) break;
+            used += code.length;
+            advance += code.advance;
+            for (int k = i; k < 3; ++k) {
+                found.advances[k] = static_cast<std::uint8_t>(advance);
+                found.levels[k] = static_cast<std::int8_t>(code.level);
+            }
+        }
+        if (used) found.length = static_cast<std::uint8_t>(used);
+        return found;
+    }
+};
+const SeveralTable& severalTable() {
+    static const SeveralTable table;
+    return table;
+}
 
 // --- A lane's state is one word. Its low half is the position: 64 for the DC value, 127 for the last one, so that
 // bit 7 is set as soon as a code leads past the end; bit 8 tells the transform. Its high half counts bits so
@@ -125,18 +165,6 @@ QVDV_INLINE bool readLongCode(Lane& lane, const Places& places) {
     return true;
 }
 
-QVDV_INLINE void runLane(Lane& lane) {
-    do {
-        std::uint64_t window = lane.window;
-        std::uint32_t state = lane.state;
-        while (!(state & kPastEnd) && step(window, state, lane.values, kPlaces)) {
-        }
-        lane.window = window;
-        lane.state = state;
-        if (state & kPastEnd) lane.endDamaged();
-    } while (readLongCode(lane, kPlaces));
-}
-
 // Reads codes of four blocks of one group side by side until each is at its end or out of whole codes. The
 // four chains of dependent look-ups overlap, which makes this several times faster than block after block.
 QVDV_INLINE void runLanes(Lane* lanes) {
@@ -212,18 +240,57 @@ private:
     std::int32_t end_ = 0;
 };
 
+// Moves bits of the pool into the lane's window, as many as it takes. False: there are none.
+QVDV_INLINE bool topUp(std::uint64_t& window, std::int32_t& left, BitPool& pool) {
+    const std::int32_t count = std::min(64 - left, pool.left());
+    if (count <= 0) return false;
+    window |= pool.take(count) >> left;
+    left += count;
+    return true;
+}
+
+// Reads several codes at once, until there are no more bits or it meets what the table does not hold.
+QVDV_INLINE void runSeveral(Lane& lane, BitPool& pool, const SeveralTable& several) {
+    std::int16_t* const values = lane.values;
+    std::uint64_t window = lane.window;
+    std::uint32_t position = lane.state & 0xFFFF;
+    std::int32_t left = lane.left();
+    while (!(position & kPastEnd)) {
+        const auto codes = std::bit_cast<std::uint64_t>(several.at[window >> (64 - kSeveralBits)]);
+        const auto length = static_cast<std::int32_t>(codes & 0xFF);
+        if (length > left) {
+            if (length == kNoCode || !topUp(window, left, pool)) break;
+            continue;
+        }
+        window <<= codes & 63;
+        left -= length;
+        for (int i = 0; i < 3; ++i) {
+            const std::uint32_t advance = codes >> (8 + 8 * i) & 0xFF;
+            values[kPlaces.at(position + advance)] = static_cast<std::int8_t>(codes >> (32 + 8 * i));
+        }
+        position += codes >> 24 & 0xFF;
+    }
+    lane.window = window;
+    lane.state = position;
+    lane.setLeft(left);
+}
+
 // Goes on with a block in the bits that others left free. Answers whether it is finished then.
-QVDV_INLINE bool continueLane(Lane& lane, BitPool& pool) {
-    while (pool.left() > 0) {
-        const std::int32_t left = lane.left();
-        const std::int32_t count = pool.left() < 64 - left ? pool.left() : 64 - left;
-        lane.window |= pool.take(count) >> left;
-        lane.setLeft(left + count);
-        runLane(lane);
+QVDV_INLINE bool continueLane(Lane& lane, BitPool& pool, const SeveralTable& several) {
+    std::int32_t left = lane.left();
+    while (topUp(lane.window, left, pool)) {
+        lane.setLeft(left);
+        do {
+            runSeveral(lane, pool, several);
+            while (!(lane.state & kPastEnd) && step(lane.window, lane.state, lane.values, kPlaces)) {
+            }
+            if (lane.state & kPastEnd) lane.endDamaged();
+        } while (readLongCode(lane, kPlaces));
         if (lane.finished()) {
             pool.giveBack(lane.left() - kEndOfBlockLength); // what follows came from the pool
             return true;
         }
+        left = lane.left();
     }
     return false;
 }
@@ -274,10 +341,11 @@ QVDV_INLINE void appendFree(BitPool& pool, Lane* lanes, unsigned blocks) {
 
 // Which of `blocks` are still not finished after going on in the pool, in the order of the stream.
 QVDV_INLINE unsigned continueBlocks(BitPool& pool, Lane* lanes, unsigned blocks) {
+    const SeveralTable& several = severalTable();
     unsigned unfinished = blocks;
     for (; blocks; blocks &= blocks - 1) {
         const int number = std::countr_zero(blocks);
-        if (continueLane(lanes[number], pool)) unfinished &= ~(1u << number);
+        if (continueLane(lanes[number], pool, several)) unfinished &= ~(1u << number);
     }
     return unfinished;
 }

@@ -187,20 +187,29 @@ struct Kinds {
     hn::Mask<D> fieldMode; // all lanes of a 2-4-8 block
     bool anyField, anyFrame;
 };
+// The vectors are put together in registers: stores of parts and one load of the whole would wait for each other.
+constexpr size_t kBlocks = HWY_MIN(4, HWY_LANES(std::int16_t) / 8);
+template <class Part>
+HWY_INLINE V joined(const Part& part) {
+    if constexpr (kBlocks == 4) {
+        const hn::Half<D> half;
+        return hn::Combine(D(), hn::Combine(half, part(3), part(2)), hn::Combine(half, part(1), part(0)));
+    } else if constexpr (kBlocks == 2) {
+        return hn::Combine(D(), part(1), part(0));
+    } else {
+        return part(0);
+    }
+}
+
 HWY_INLINE Kinds kindsOf(const BlockKind* kinds) {
     const D d;
-    alignas(64) std::array<std::int16_t, 32> steps;
-    alignas(64) std::array<std::int16_t, 32> modes;
+    const hn::Full128<std::int16_t> d128;
     int field = 0;
-    constexpr size_t kBlocks = HWY_MIN(4, HWY_LANES(std::int16_t) / 8);
-    for (size_t i = 0; i < kBlocks; ++i) {
-        const hn::Full128<std::int16_t> d128;
-        hn::Store(hn::Load(d128, kSteps.factors[kinds[i].step].data()), d128, &steps[8 * i]);
-        hn::Store(hn::Set(d128, kinds[i].fieldMode), d128, &modes[8 * i]);
-        field += kinds[i].fieldMode;
-    }
-    return {hn::Load(d, steps.data()), hn::Ne(hn::Load(d, modes.data()), hn::Zero(d)), field != 0,
-            field != static_cast<int>(kBlocks)};
+    for (size_t i = 0; i < kBlocks; ++i) field += kinds[i].fieldMode;
+    const V steps = joined([&](size_t i) { return hn::Load(d128, kSteps.factors[kinds[i].step].data()); });
+    const auto modeOf = [&](size_t i) { return hn::Set(d128, kinds[i].fieldMode); };
+    const V modes = field ? joined(modeOf) : hn::Zero(d);
+    return {steps, hn::Ne(modes, hn::Zero(d)), field != 0, field != static_cast<int>(kBlocks)};
 }
 
 // Column `column` of the blocks as coefficients, scaled for the transforms.
@@ -274,14 +283,23 @@ HWY_INLINE void half(const std::int16_t* values, const Kinds& kinds, std::uint8_
         for (size_t i = 0; i < 3; ++i) in[i] = hn::IfThenElse(kinds.fieldMode, v[2 * i + 2], in[i]);
     }
     const Four down = fourPoint(v[0], in[0], in[1], in[2]);
-    const V rows[4] = {down.a, down.b, down.c, down.d};
-    constexpr size_t kLanes = HWY_MIN(32, HWY_LANES(std::int16_t));
-    for (size_t row = 0; row < 4; ++row) {
-        alignas(64) std::uint8_t line[kLanes];
-        hn::Store(hn::DemoteTo(d8, hn::ShiftRight<kFraction>(rows[row])), d8, line);
-        for (size_t block = 0; block < kLanes / 8; ++block)
-            std::memcpy(out + row * 16 + block * 4, line + block * 8, 4);
-    }
+    // Four samples of each block count. Two rows share a vector, from which even and odd words are taken.
+    const hn::RepartitionToWide<hn::RepartitionToWide<D>> d64;
+    const hn::Repartition<std::uint32_t, decltype(d8)> d32;
+    const auto pair = [&](V upper, V lower) {
+        const auto both = hn::InterleaveLower(d64, hn::BitCast(d64, hn::ShiftRight<kFraction>(upper)),
+                                              hn::BitCast(d64, hn::ShiftRight<kFraction>(lower)));
+        return hn::BitCast(d32, hn::DemoteTo(d8, hn::BitCast(d, both)));
+    };
+    const auto rows01 = pair(down.a, down.b);
+    const auto rows23 = pair(down.c, down.d);
+    const hn::Half<decltype(d8)> row;
+    const auto even = hn::BitCast(d8, hn::ConcatEven(d32, rows23, rows01));
+    const auto odd = hn::BitCast(d8, hn::ConcatOdd(d32, rows23, rows01));
+    hn::StoreU(hn::LowerHalf(row, even), row, out);
+    hn::StoreU(hn::LowerHalf(row, odd), row, out + 16);
+    hn::StoreU(hn::UpperHalf(row, even), row, out + 32);
+    hn::StoreU(hn::UpperHalf(row, odd), row, out + 48);
 }
 
 void TransformSegment(const SegmentLevels& levels, int n, SegmentSamples& out) {

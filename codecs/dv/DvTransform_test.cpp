@@ -7,6 +7,7 @@
 #include <random>
 
 #include "codecs/dv/DvLowTransform.h"
+#include "qvlibs/image/kernels/InstructionSets_test.h"
 
 namespace qv::dv {
 namespace {
@@ -32,7 +33,7 @@ void fill(SegmentLevels& levels, std::mt19937& random, bool mixed) {
     }
 }
 
-TEST(DvTransform, FastIsAsThePlainOne) {
+void compareFast() {
     std::mt19937 random(1);
     const auto levels = std::make_unique<SegmentLevels>();
     const auto plain = std::make_unique<SegmentSamples>();
@@ -54,6 +55,15 @@ TEST(DvTransform, FastIsAsThePlainOne) {
             }
         }
         EXPECT_LT(different * 5, 40 * kBlocksPerSegment * n * n) << "roundings that differ, of all samples";
+    }
+}
+
+TEST(DvTransform, FastIsAsThePlainOne) {
+    const test::InstructionSets sets;
+    for (const auto set : sets.all) {
+        sets.use(set);
+        SCOPED_TRACE(hwy::TargetName(set));
+        compareFast();
     }
 }
 
@@ -107,8 +117,10 @@ TEST(DvTransform, LowValuesGiveTheMeansOfTheirCosines) {
 }
 
 TEST(DvTransform, LowFastIsAsThePlainOne) {
+    const test::InstructionSets sets;
     std::mt19937 random(5);
-    for (int round = 0; round < 2000; ++round) {
+    for (std::size_t round = 0; round < 4000; ++round) {
+        sets.use(sets.all[round % sets.all.size()]);
         std::array<LowValues, 6> values;
         for (LowValues& low : values) {
             const int most = 1 << random() % 9;
