@@ -6,33 +6,14 @@
 namespace qv::dv {
 namespace {
 
-constexpr double kRed = 0.299;
-constexpr double kGreen = 0.587;
-constexpr double kBlue = 0.114;
-
-constexpr ColourMatrix matrixFor(double lumaGain, double colourGain, int black) {
-    return {.y = lumaGain,
-            .crToRed = colourGain * 2 * (1 - kRed),
-            .cbToGreen = -colourGain * 2 * (1 - kBlue) * kBlue / kGreen,
-            .crToGreen = -colourGain * 2 * (1 - kRed) * kRed / kGreen,
-            .cbToBlue = colourGain * 2 * (1 - kBlue),
-            .black = black};
-}
-constexpr ColourMatrix kFullRange = matrixFor(255.0 / 219, 255.0 / 224, 0);
-constexpr ColourMatrix kStudioRange = matrixFor(1, 219.0 / 224, 16);
-
 std::uint8_t level(double value) {
     return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
 }
 
 } // namespace
 
-const ColourMatrix& colourMatrix(RgbRange range) {
-    return range == RgbRange::Full ? kFullRange : kStudioRange;
-}
-
 void rowToRgbPlain(const SampleRow& row, PixelFormat format, RgbRange range, std::uint8_t* out) {
-    const ColourMatrix& m = colourMatrix(range);
+    const ColourMatrix& m = kColourMatrices[static_cast<std::size_t>(range)];
     for (int x = 0; x < row.width; ++x) {
         const double y = (row.y[x] - 16) * m.y + m.black;
         const double cb = row.cb[x] - 128;

@@ -35,6 +35,19 @@ struct ColourMatrix {
     double y, crToRed, cbToGreen, crToGreen, cbToBlue;
     int black; // RGB level of luma 16
 };
-[[nodiscard]] const ColourMatrix& colourMatrix(RgbRange range);
+inline constexpr double kRed = 0.299;
+inline constexpr double kGreen = 0.587;
+inline constexpr double kBlue = 0.114;
+constexpr ColourMatrix matrixFor(double lumaGain, double colourGain, int black) {
+    return {.y = lumaGain,
+            .crToRed = colourGain * 2 * (1 - kRed),
+            .cbToGreen = -colourGain * 2 * (1 - kBlue) * kBlue / kGreen,
+            .crToGreen = -colourGain * 2 * (1 - kRed) * kRed / kGreen,
+            .cbToBlue = colourGain * 2 * (1 - kBlue),
+            .black = black};
+}
+// By RgbRange.
+inline constexpr ColourMatrix kColourMatrices[] = {matrixFor(255.0 / 219, 255.0 / 224, 0),
+                                                   matrixFor(1, 219.0 / 224, 16)};
 
 } // namespace qv::dv
