@@ -1,6 +1,13 @@
 #include "codecs/dv/DvDecoder.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
 #include <random>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -18,16 +25,63 @@ judge::Distance distance(const Planes& a, const Planes& b) {
     return result;
 }
 
+using Frame = std::vector<std::uint8_t>;
+
+// Frames of made tapes, and those of the shared media. QVLIBS_TEST_FULL asks for more than a thousand and for lines
+// that say what came out.
+const bool kFull = std::getenv("QVLIBS_TEST_FULL") != nullptr;
+struct Reel {
+    std::string name;
+    std::vector<Frame> frames;
+};
+template <class Work>
+void eachReel(Work&& work) {
+    for (const judge::Tape& tape : judge::tapes())
+        work(Reel{tape.name, judge::makeFrames(tape, kFull ? 170 : 4)});
+    const auto media = test::mediaFolder();
+    if (!media) return;
+    Reel reel{"media", {}};
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(*media / "dv")) {
+        if (entry.path().extension() != ".dv") continue;
+        const std::string bytes = test::readFile(entry.path());
+        std::span left(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+        while (const auto layout = identifyFrame(left)) {
+            reel.frames.emplace_back(left.begin(),
+                                     left.begin() + static_cast<std::ptrdiff_t>(layout->bytes()));
+            left = left.subspan(layout->bytes());
+        }
+    }
+    work(reel);
+}
+
+// What was found frame by frame: the sum and the worst.
+struct Tally {
+    judge::Distance all;
+    double worst = 99;   // PSNR
+    double within = 100; // per cent of samples within 1 level
+    void add(const judge::Distance& one) {
+        all.squares += one.squares;
+        all.samples += one.samples;
+        all.beyondOne += one.beyondOne;
+        all.largest = std::max(all.largest, one.largest);
+        worst = std::min(worst, one.psnr());
+        within = std::min(within, percent(one));
+    }
+    static double percent(const judge::Distance& d) {
+        return 100.0 * static_cast<double>(d.samples - d.beyondOne) / static_cast<double>(d.samples);
+    }
+};
+
 TEST(DvDecoder, FullSizePlanesAreThoseOfLibavcodec) {
     QV_NEEDS_PROGRAM("ffmpeg");
-    for (const judge::Tape& tape : judge::tapes()) {
-        SCOPED_TRACE(tape.name);
+    std::size_t count = 0;
+    eachReel([&](const Reel& reel) {
+        SCOPED_TRACE(reel.name);
+        ASSERT_GE(reel.frames.size(), 4u);
         judge::Libav libav;
         Decoder decoder;
-        judge::Distance all;
-        const auto frames = judge::makeFrames(tape, 4);
-        ASSERT_EQ(frames.size(), 4u);
-        for (const auto& frame : frames) {
+        Tally tally;
+        for (const auto& frame : reel.frames) {
             Planes theirs;
             Planes ours;
             ASSERT_TRUE(libav.decode(frame, theirs));
@@ -36,15 +90,19 @@ TEST(DvDecoder, FullSizePlanesAreThoseOfLibavcodec) {
             ASSERT_EQ(ours.height, theirs.height);
             ASSERT_EQ(ours.colourWidth, theirs.colourWidth);
             ASSERT_EQ(ours.colourHeight, theirs.colourHeight);
-            const judge::Distance one = distance(ours, theirs);
-            all.squares += one.squares;
-            all.samples += one.samples;
-            all.beyondOne += one.beyondOne;
-            all.largest = std::max(all.largest, one.largest);
+            tally.add(distance(ours, theirs));
         }
-        EXPECT_GE(all.psnr(), 48);
-        EXPECT_LE(all.beyondOne * 1000, all.samples);
-    }
+        EXPECT_GE(tally.worst, 48);
+        EXPECT_GE(tally.within, 99.9);
+        count += reel.frames.size();
+        if (!kFull) return;
+        std::printf(
+            "%zu frames of %s: planes %.1f dB from libavcodec's, the worst frame %.1f; samples within 1 "
+            "level %.4f %%, in the worst frame %.4f %%; largest difference %d\n",
+            reel.frames.size(), reel.name.c_str(), tally.all.psnr(), tally.worst, Tally::percent(tally.all),
+            tally.within, tally.all.largest);
+    });
+    if (kFull) std::printf("%zu frames at full size beside libavcodec\n", count);
 }
 
 // The mean of r x r samples.
@@ -63,14 +121,16 @@ std::vector<std::uint8_t> reduced(const std::uint8_t* samples, std::ptrdiff_t pi
 
 TEST(DvDecoder, ReducedSizesAreTheFullOneReduced) {
     QV_NEEDS_PROGRAM("ffmpeg");
-    for (const judge::Tape& tape : judge::tapes()) {
+    eachReel([&](const Reel& reel) {
+        judge::Libav libav;
         Decoder decoder;
-        for (const auto& frame : judge::makeFrames(tape, 2)) {
+        std::map<int, std::pair<Tally, Tally>> tallies; // luma, colour
+        for (const auto& frame : reel.frames) {
             Planes full;
-            ASSERT_EQ(decoder.decodePlanes(frame, Reduction::Full, full), DecodeStatus::Done);
+            ASSERT_TRUE(libav.decode(frame, full));
             for (const Reduction reduction : {Reduction::Half, Reduction::Quarter, Reduction::Eighth}) {
                 const int r = static_cast<int>(reduction);
-                SCOPED_TRACE(std::string(tape.name) + " / " + std::to_string(r));
+                SCOPED_TRACE(reel.name + " / " + std::to_string(r));
                 Planes small;
                 ASSERT_EQ(decoder.decodePlanes(frame, reduction, small), DecodeStatus::Done);
                 ASSERT_EQ(small.width, 720 / r);
@@ -86,14 +146,23 @@ TEST(DvDecoder, ReducedSizesAreTheFullOneReduced) {
                            small.colourHeight);
                 colour.add(small.cr, small.colourPitch, cr.data(), colourWidth, colourWidth,
                            small.colourHeight);
-                EXPECT_GE(luma.psnr(), 38);
-                EXPECT_GE(colour.psnr(), 38);
+                auto& [lumas, colours] = tallies[r];
+                lumas.add(luma);
+                colours.add(colour);
             }
         }
-    }
+        for (const auto& [r, tally] : tallies) {
+            EXPECT_GE(tally.first.worst, 38) << reel.name << ", luma at 1/" << r;
+            EXPECT_GE(tally.second.worst, 38) << reel.name << ", colour at 1/" << r;
+            if (!kFull) continue;
+            std::printf(
+                "%zu frames of %s at 1/%d beside the means of libavcodec's planes: luma %.1f dB, the worst "
+                "frame %.1f; colour %.1f dB, the worst frame %.1f\n",
+                reel.frames.size(), reel.name.c_str(), r, tally.first.all.psnr(), tally.first.worst,
+                tally.second.all.psnr(), tally.second.worst);
+        }
+    });
 }
-
-using Frame = std::vector<std::uint8_t>;
 
 Frame oneFrame(const char* tape) {
     for (const judge::Tape& one : judge::tapes()) {
@@ -225,19 +294,24 @@ std::vector<std::uint8_t> lumaOf(const std::vector<std::uint8_t>& bgr) {
     return luma;
 }
 
-// Real recordings beside pictures of them made by another decoder and its own way to RGB.
+double bgrPsnr(const std::vector<std::uint8_t>& picture, const std::vector<std::uint8_t>& reference,
+               bool luma) {
+    return luma ? psnr(lumaOf(picture), lumaOf(reference)) : psnr(picture, reference);
+}
+
+// Real frames beside pictures of them that another decoder made, with its own way to RGB, which widens colour
+// differently. So the mark is not a number but what libavcodec's own planes come to when they are turned to RGB as
+// ours are, in floating point. Ours may be 48 dB from those, so that much squared difference may come on top.
 TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
     QV_NEEDS_MEDIA(media);
     QV_NEEDS_PROGRAM("ffmpeg");
     const struct {
         const char* frame;
         const char* picture;
-        double luma, rgb;
     } rows[] = {
-        {"dv-toolbox/camcorder_ntsc_frames0-1.dv", "camcorder_ntsc_frames0-1_frame0.png", 43, 40},
-        {"generated/ff_ntsc_df_minute_3f.dv", "ff_ntsc_df_minute_3f_frame0.png", 43, 26},
-        {"format-corpus/quicktime_dv-pal-interlaced_f6.dv", "quicktime_dv-pal-interlaced_f6_frame0.png", 40,
-         29},
+        {"dv-toolbox/camcorder_ntsc_frames0-1.dv", "camcorder_ntsc_frames0-1_frame0.png"},
+        {"generated/ff_ntsc_df_minute_3f.dv", "ff_ntsc_df_minute_3f_frame0.png"},
+        {"format-corpus/quicktime_dv-pal-interlaced_f6.dv", "quicktime_dv-pal-interlaced_f6_frame0.png"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.frame);
@@ -247,15 +321,28 @@ TEST(DvDecoder, RealFramesLookLikeTheirReferencePictures) {
         ASSERT_TRUE(layout);
         const Frame frame(first, first + layout->bytes());
         const std::string picture = (media / "dv/reference" / row.picture).string();
-        const auto reference = test::run({"ffmpeg", "-nostdin", "-loglevel", "error", "-i", picture, "-f",
-                                          "rawvideo", "-pix_fmt", "bgr24", "-"});
-        ASSERT_EQ(reference.out.size(), static_cast<std::size_t>(2160 * layout->height()));
+        const auto made = test::run({"ffmpeg", "-nostdin", "-loglevel", "error", "-i", picture, "-f",
+                                     "rawvideo", "-pix_fmt", "bgr24", "-"});
+        ASSERT_EQ(made.out.size(), static_cast<std::size_t>(2160 * layout->height()));
+        const std::vector<std::uint8_t> reference(made.out.begin(), made.out.end());
         Decoder decoder;
-        const auto bits = decoded(decoder, frame, Reduction::Full, DecodeStatus::Done);
-        const std::vector<std::uint8_t> other(reference.out.begin(), reference.out.end());
-        // Colour edges are widened in another way there, so luma is compared closely and colour loosely.
-        EXPECT_GT(psnr(lumaOf(bits), lumaOf(other)), row.luma);
-        EXPECT_GT(psnr(bits, other), row.rgb);
+        const auto ours = decoded(decoder, frame, Reduction::Full, DecodeStatus::Done);
+        judge::Libav libav;
+        Planes planes;
+        ASSERT_TRUE(libav.decode(frame, planes));
+        const auto theirs = judge::toBgr(planes);
+        for (const bool luma : {true, false}) {
+            const double found = bgrPsnr(ours, reference, luma);
+            const double mark = bgrPsnr(theirs, reference, luma);
+            const double least = -10 * std::log10(std::pow(10, -mark / 10) + std::pow(10, -48.0 / 10));
+            EXPECT_GE(found, least) << (luma ? "luma" : "RGB");
+            if (kFull) {
+                std::printf(
+                    "%.1f dB (%s) between our picture of %s and its reference; libavcodec's planes come to "
+                    "%.1f dB\n",
+                    found, luma ? "luma" : "RGB", row.frame, mark);
+            }
+        }
     }
 }
 

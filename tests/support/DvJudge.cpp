@@ -8,6 +8,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
+#include "codecs/dv/DvColour.h"
 #include "codecs/dv/DvLayout.h"
 #include "tests/support/TestSupport.h"
 
@@ -104,6 +105,22 @@ bool Libav::decode(std::span<const std::uint8_t> dif, Planes& planes) {
               .colourWidth = frame.width / (is420 ? 2 : 4),
               .colourHeight = frame.height / (is420 ? 2 : 1)};
     return true;
+}
+
+std::vector<std::uint8_t> toBgr(const Planes& planes) {
+    const bool is420 = planes.colourHeight < planes.height;
+    std::vector<std::uint8_t> rows(static_cast<std::size_t>(3 * planes.width * planes.height));
+    for (int y = 0; y < planes.height; ++y) {
+        const int line = is420 ? y / 4 * 2 + y % 2 : y; // lines of colour belong to fields
+        std::uint8_t colour[2][kWideRow];
+        const std::uint8_t* const from[2] = {planes.cb, planes.cr};
+        for (int i = 0; i < 2; ++i)
+            widenColourPlain(from[i] + line * planes.colourPitch, planes.colourWidth, is420 ? 2 : 4,
+                             colour[i]);
+        rowToRgbPlain({planes.y + y * planes.yPitch, colour[0], colour[1], planes.width}, PixelFormat::Bgr24,
+                      RgbRange::Full, &rows[static_cast<std::size_t>(3 * planes.width * y)]);
+    }
+    return rows;
 }
 
 void Distance::add(const std::uint8_t* a, std::ptrdiff_t aPitch, const std::uint8_t* b, std::ptrdiff_t bPitch,

@@ -37,6 +37,9 @@ private:
     std::unique_ptr<State> state_;
 };
 
+// Full-size planes as top-down 24-bit rows without gaps, in floating point.
+[[nodiscard]] std::vector<std::uint8_t> toBgr(const Planes& planes);
+
 // Peak signal to noise ratio in decibels between two planes, and how many samples differ by more than 1.
 struct Distance {
     double squares = 0;
