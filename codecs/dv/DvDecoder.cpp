@@ -30,70 +30,76 @@ struct Decoder::State {
     void readDc(const std::uint8_t* dif, Picture& picture);
 };
 
-template <int n>
-void Decoder::State::readSegments(const std::uint8_t* dif, Picture& picture) {
-    const MacroblockPlace* place = picture.places();
-    for (int sequence = 0; sequence < picture.layout().sequences; ++sequence) {
+// Calls `work` with the five DIF blocks of each segment, in the order of the stream.
+template <class Work>
+static void eachSegment(const std::uint8_t* dif, const FrameLayout& layout, Work&& work) {
+    for (int sequence = 0; sequence < layout.sequences; ++sequence) {
         for (int segment = 0; segment < kSegmentsPerSequence; ++segment) {
             const std::uint8_t* blocks[kMacroblocksPerSegment];
             for (int m = 0; m < kMacroblocksPerSegment; ++m)
                 blocks[m] = dif + segmentBlockOffset(sequence, segment, m);
-            readSegment(blocks, levels);
-            transformSegment(levels, n, samples);
-            for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
-                if (levels.damaged[static_cast<std::size_t>(m)]) {
-                    picture.markDamaged(*place);
-                    continue;
-                }
-                picture.placeLuma<n>(
-                    *place, &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
-                for (int component = 4; component < 6; ++component) {
-                    const int number = blockNumber(m, component);
-                    const int at = number / 4 * SegmentSamples::kGroupBytes + number % 4 * n;
-                    picture.placeColour<n>(*place, component == 4,
-                                           &samples.bytes[static_cast<std::size_t>(at)], 4 * n);
-                }
-            }
+            work(blocks);
         }
     }
 }
 
-template <class Values, class Read, class Place>
-static void eachMacroblock(const std::uint8_t* dif, Picture& picture, Read&& read, Place&& put) {
-    Values values;
+template <int n>
+void Decoder::State::readSegments(const std::uint8_t* dif, Picture& picture) {
     const MacroblockPlace* place = picture.places();
-    for (int sequence = 0; sequence < picture.layout().sequences; ++sequence) {
-        for (int segment = 0; segment < kSegmentsPerSequence; ++segment) {
-            for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
-                if (read(dif + segmentBlockOffset(sequence, segment, m), values))
-                    put(*place, values);
-                else
-                    picture.markDamaged(*place);
+    eachSegment(dif, picture.layout(), [&](const std::uint8_t* const* blocks) {
+        readSegment(blocks, levels);
+        transformSegment(levels, n, samples);
+        for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
+            if (levels.damaged[static_cast<std::size_t>(m)]) {
+                picture.markDamaged(*place);
+                continue;
+            }
+            picture.placeLuma<n>(*place,
+                                 &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
+            for (int component = 4; component < 6; ++component) {
+                const int number = blockNumber(m, component);
+                const int at = number / 4 * SegmentSamples::kGroupBytes + number % 4 * n;
+                picture.placeColour<n>(*place, component == 4, &samples.bytes[static_cast<std::size_t>(at)],
+                                       4 * n);
             }
         }
-    }
+    });
 }
 
 void Decoder::State::readLow(const std::uint8_t* dif, Picture& picture) {
-    const auto put = [&](const MacroblockPlace& place, const std::array<LowValues, 6>& values) {
-        LowSamples small;
-        transformLow(values, small);
-        picture.placeLuma<2>(place, small.luma.data());
-        picture.placeColour<2>(place, true, small.colour.data(), 4);
-        picture.placeColour<2>(place, false, small.colour.data() + 2, 4);
-    };
-    eachMacroblock<std::array<LowValues, 6>>(dif, picture, readLowValues, put);
+    const MacroblockPlace* place = picture.places();
+    eachSegment(dif, picture.layout(), [&](const std::uint8_t* const* blocks) {
+        for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
+            std::array<LowValues, 6> values;
+            if (!readLowValues(blocks[m], values)) {
+                picture.markDamaged(*place);
+                continue;
+            }
+            LowSamples small;
+            transformLow(values, small);
+            picture.placeLuma<2>(*place, small.luma.data());
+            picture.placeColour<2>(*place, true, small.colour.data(), 4);
+            picture.placeColour<2>(*place, false, small.colour.data() + 2, 4);
+        }
+    });
 }
 
 void Decoder::State::readDc(const std::uint8_t* dif, Picture& picture) {
-    const auto put = [&](const MacroblockPlace& place, const std::array<std::int16_t, 6>& values) {
-        std::uint8_t grey[6];
-        for (std::size_t i = 0; i < 6; ++i) grey[i] = transformDc(values[i]);
-        picture.placeLuma<1>(place, grey);
-        picture.placeColour<1>(place, true, grey + 4, 1);
-        picture.placeColour<1>(place, false, grey + 5, 1);
-    };
-    eachMacroblock<std::array<std::int16_t, 6>>(dif, picture, readDcValues, put);
+    const MacroblockPlace* place = picture.places();
+    eachSegment(dif, picture.layout(), [&](const std::uint8_t* const* blocks) {
+        for (int m = 0; m < kMacroblocksPerSegment; ++m, ++place) {
+            std::array<std::int16_t, 6> values;
+            if (!readDcValues(blocks[m], values)) {
+                picture.markDamaged(*place);
+                continue;
+            }
+            std::uint8_t grey[6];
+            for (std::size_t i = 0; i < 6; ++i) grey[i] = transformDc(values[i]);
+            picture.placeLuma<1>(*place, grey);
+            picture.placeColour<1>(*place, true, grey + 4, 1);
+            picture.placeColour<1>(*place, false, grey + 5, 1);
+        }
+    });
 }
 
 DecodeStatus Decoder::State::read(std::span<const std::uint8_t> dif, Reduction reduction, Picture*& picture) {

@@ -53,8 +53,9 @@ struct alignas(16) LowValues {
     std::int16_t across, down, both, dc, thirdAcross, thirdDown;
     BlockKind kind;
 };
-// Of a macroblock's six blocks (luma, Cr, Cb). They lie in the blocks' own areas, nearly always: behind
-// several very long codes they may be cut off. `block` is the macroblock's DIF block. False: damaged.
+// Of a macroblock's six blocks (luma, Cr, Cb). They lie in the blocks' own areas, nearly always: behind several very
+// long codes, and in some 2-4-8 blocks of colour, they are cut off, which is let pass: reading such segments whole
+// would take twice the time for 3 dB of colour. `block` is the macroblock's DIF block. False: damaged.
 [[nodiscard]] bool readLowValues(const std::uint8_t* block, std::array<LowValues, 6>& out);
 
 // What an eighth of the size needs: the DC values alone, -256..255.
