@@ -6,6 +6,8 @@
 namespace qv::dv {
 namespace {
 
+std::uint8_t mean(int a, int b) { return static_cast<std::uint8_t>((a + b + 1) / 2); }
+
 std::uint8_t level(double value) {
     return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
 }
@@ -35,7 +37,6 @@ void rowToRgbPlain(const SampleRow& row, PixelFormat format, RgbRange range, std
 }
 
 void widenColourPlain(const std::uint8_t* samples, int count, int factor, std::uint8_t* out) {
-    const auto mean = [](int a, int b) { return static_cast<std::uint8_t>((a + b + 1) / 2); };
     for (int i = 0; i < count; ++i) {
         const std::uint8_t here = samples[i];
         const std::uint8_t next = samples[std::min(i + 1, count - 1)];
@@ -44,6 +45,14 @@ void widenColourPlain(const std::uint8_t* samples, int count, int factor, std::u
         if (factor == 4) *out++ = mean(here, middle);
         *out++ = middle;
         if (factor == 4) *out++ = mean(middle, next);
+    }
+}
+
+void widenMiddleColourPlain(const std::uint8_t* samples, int count, std::uint8_t* out) {
+    for (int i = 0; i < count; ++i) {
+        const std::uint8_t here = samples[i];
+        *out++ = mean(here, mean(samples[std::max(i - 1, 0)], here));
+        *out++ = mean(here, mean(here, samples[std::min(i + 1, count - 1)]));
     }
 }
 

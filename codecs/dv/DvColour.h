@@ -29,6 +29,9 @@ void rowToRgb(const SampleRow& row, PixelFormat format, RgbRange range, std::uin
 inline constexpr int kWideRow = 1024;
 void widenColourPlain(const std::uint8_t* samples, int count, int factor, std::uint8_t* out);
 void widenColour(const std::uint8_t* samples, int count, int factor, std::uint8_t* out);
+// The same to twice the width for samples that lie between their two pixels; the outer ones are repeated.
+void widenMiddleColourPlain(const std::uint8_t* samples, int count, std::uint8_t* out);
+void widenMiddleColour(const std::uint8_t* samples, int count, std::uint8_t* out);
 
 // BT.601: how much of luma (from black) and of the colour differences goes into red, green and blue.
 struct ColourMatrix {

@@ -20,6 +20,9 @@ void RowToRgb(const SampleRow& row, PixelFormat format, RgbRange range, std::uin
 void WidenColour(const std::uint8_t* samples, int count, int factor, std::uint8_t* out) {
     widenColourPlain(samples, count, factor, out);
 }
+void WidenMiddleColour(const std::uint8_t* samples, int count, std::uint8_t* out) {
+    widenMiddleColourPlain(samples, count, out);
+}
 
 #else
 namespace hn = hwy::HWY_NAMESPACE;
@@ -208,6 +211,19 @@ void WidenColour(const std::uint8_t* samples, int count, int factor, std::uint8_
     std::memset(out + (count - 1) * factor, samples[count - 1], static_cast<size_t>(factor));
 }
 
+void WidenMiddleColour(const std::uint8_t* samples, int count, std::uint8_t* out) {
+    const D8 d;
+    out[0] = samples[0];
+    for (int i = 0; i < count; i += static_cast<int>(hn::Lanes(d))) {
+        const V8 here = hn::LoadU(d, samples + i);
+        const V8 next = hn::LoadU(d, samples + i + 1);
+        const V8 middle = hn::AverageRound(here, next);
+        hn::StoreInterleaved2(hn::AverageRound(here, middle), hn::AverageRound(next, middle), d,
+                              out + 2 * i + 1);
+    }
+    out[2 * count - 1] = samples[count - 1];
+}
+
 #endif
 } // namespace HWY_NAMESPACE
 } // namespace qv::dv
@@ -217,11 +233,15 @@ HWY_AFTER_NAMESPACE();
 namespace qv::dv {
 HWY_EXPORT(RowToRgb);
 HWY_EXPORT(WidenColour);
+HWY_EXPORT(WidenMiddleColour);
 void rowToRgb(const SampleRow& row, PixelFormat format, RgbRange range, std::uint8_t* out) {
     HWY_DYNAMIC_DISPATCH(RowToRgb)(row, format, range, out);
 }
 void widenColour(const std::uint8_t* samples, int count, int factor, std::uint8_t* out) {
     HWY_DYNAMIC_DISPATCH(WidenColour)(samples, count, factor, out);
+}
+void widenMiddleColour(const std::uint8_t* samples, int count, std::uint8_t* out) {
+    HWY_DYNAMIC_DISPATCH(WidenMiddleColour)(samples, count, out);
 }
 } // namespace qv::dv
 #endif

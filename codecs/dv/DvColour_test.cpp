@@ -58,6 +58,12 @@ void compareFast() {
             fast.resize(static_cast<std::size_t>(width * factor));
             plain.resize(fast.size());
             EXPECT_EQ(fast, plain) << width << " times " << factor;
+            if (factor == 4) continue;
+            widenMiddleColourPlain(cb.data(), width, plain.data());
+            fast.resize(static_cast<std::size_t>(width * factor + kWideRow));
+            widenMiddleColour(cb.data(), width, fast.data());
+            fast.resize(plain.size());
+            EXPECT_EQ(fast, plain) << width << " from the middle";
         }
     }
 }

@@ -106,7 +106,7 @@ void planesToRgb(const Planes& planes, const PictureTarget& target, int firstCol
     const bool hasFields = is420 && isFull;
     // A sample of colour stands where the first of its samples of luma does. The mean of several stands further
     // right than the mean of as many of luma: in 4:1:1 by 0.75, 1.1 and 1.3 samples at a half, a quarter and an
-    // eighth; in 4:2:0 by less than half a sample, which is let pass.
+    // eighth, which is taken as 1; in 4:2:0 by 0.25, 0.38 and 0.44, taken as a half.
     const int shift = is420 || isFull ? 0 : 1;
     const int from = kLeft + firstColumn - shift;
     const std::ptrdiff_t step = target.pitch;
@@ -114,8 +114,15 @@ void planesToRgb(const Planes& planes, const PictureTarget& target, int firstCol
     if (step < 0) row -= step * (planes.height - 1);
     for (int y = 0; y < planes.height; ++y, row += step) {
         const int colour = hasFields ? y / 4 * 2 + y % 2 : is420 ? y / 2 : y;
-        widenColour(planes.cb + colour * planes.colourPitch, planes.colourWidth, is420 ? 2 : 4, cb + kLeft);
-        widenColour(planes.cr + colour * planes.colourPitch, planes.colourWidth, is420 ? 2 : 4, cr + kLeft);
+        const auto widen = [&](const std::uint8_t* plane, std::uint8_t* out) {
+            const std::uint8_t* samples = plane + colour * planes.colourPitch;
+            if (is420 && !isFull)
+                widenMiddleColour(samples, planes.colourWidth, out);
+            else
+                widenColour(samples, planes.colourWidth, is420 ? 2 : 4, out);
+        };
+        widen(planes.cb, cb + kLeft);
+        widen(planes.cr, cr + kLeft);
         cb[kLeft - 1] = cb[kLeft];
         cr[kLeft - 1] = cr[kLeft];
         rowToRgb({planes.y + y * planes.yPitch + firstColumn, cb + from, cr + from, width}, target.format,

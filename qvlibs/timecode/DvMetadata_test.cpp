@@ -142,6 +142,24 @@ TEST(DvMetadata, DateAndTimeHaveTwoSources) {
     }
 }
 
+// The recording date of a frame whose subcode source holds days 1, 2, 3 and 1 again, the last behind an NTSC frame.
+std::string readDayBehind() {
+    Frame frame;
+    int at = 60118;
+    for (const BYTE day : {0x01, 0x02, 0x03, 0x01})
+        frame.put(std::exchange(at, at + 24000), {0x62, 0xFF, day, 0x05, 0x10});
+    CQVTimecode recorded = old();
+    frame.decode(nullptr, &recorded);
+    return recorded.Format("%Y-%m-%d");
+}
+
+TEST(DvMetadata, NtscDatesEndWithTheTenthSequence) { EXPECT_EQ(readDayBehind(), "2010-05-03"); }
+
+TEST(DvMetadata, PalDatesEndWithTheTwelfthSequence) {
+    onPal();
+    EXPECT_EQ(readDayBehind(), "2010-05-01");
+}
+
 TEST(DvMetadata, ASourceIsSearchedOnlyFromAFirstHit) {
     for (const int at : {24458, 48458, 84118}) {
         Frame frame;
