@@ -4,7 +4,7 @@ export QVLIBS_TEST_FULL=1
 results="$work/results"
 for program in dv_decoder_test dv_component_test; do
   "$release/tests/$program" >"$results" 2>&1 || { cat "$results"; exit 1; }
-  grep -E "^[0-9.]+ |SKIPPED" "$results" | sort -u
+  grep -E "^[0-9.]+ |SKIPPED" "$results" || true
   echo "$(grep -c '       OK' "$results") tests of $program passed"
 done
 corpus=tests/fuzz/corpus
