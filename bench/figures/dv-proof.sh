@@ -7,9 +7,14 @@ for program in dv_decoder_test dv_component_test; do
   grep -E "^[0-9.]+ |SKIPPED" "$results" || true
   echo "$(grep -c '       OK' "$results") tests of $program passed"
 done
+
+fuzz() { # NAME RUNS PROGRAM INPUT...
+  QVLIBS_FUZZ_RUNS="$2" "$release/fuzz/$3" "${@:4}" >"$results" 2>&1 || { cat "$results"; exit 1; }
+  echo "$1: $(cat "$results")"
+}
 corpus=tests/fuzz/corpus
 for size in 1 2 4 8; do
-  echo "decode at 1/$size: $(QVLIBS_FUZZ_RUNS=20000 "$release/fuzz/dv_decode_fuzz" "$corpus"/dv_decode_fuzz/*_segment_$size)"
+  fuzz "decode at 1/$size" 20000 dv_decode_fuzz "$corpus"/dv_decode_fuzz/*_segment_$size
 done
-echo "decode, all saved inputs: $(QVLIBS_FUZZ_RUNS=20000 "$release/fuzz/dv_decode_fuzz" "$corpus/dv_decode_fuzz")"
-echo "metadata: $(QVLIBS_FUZZ_RUNS=200000 "$release/fuzz/dv_frame_fuzz" "$corpus/dv_frame_fuzz")"
+fuzz "decode, all saved inputs" 20000 dv_decode_fuzz "$corpus/dv_decode_fuzz"
+fuzz "metadata" 200000 dv_frame_fuzz "$corpus/dv_frame_fuzz"
