@@ -38,16 +38,14 @@ constexpr int kFraction = 6;
 struct Factors {
     std::int16_t y, crToRed, cbToGreen, crToGreen, cbToBlue, offset;
 };
-constexpr std::int16_t fixed(double value) {
-    return static_cast<std::int16_t>(value * (32768 >> (8 - kFraction)) + (value < 0 ? -0.5 : 0.5));
+constexpr std::int16_t rounded(double value) {
+    return static_cast<std::int16_t>(value + (value < 0 ? -0.5 : 0.5));
 }
+constexpr std::int16_t fixed(double value) { return rounded(value * (32768 >> (8 - kFraction))); }
 constexpr Factors factorsFor(const ColourMatrix& m) {
-    return {fixed(m.y),
-            fixed(m.crToRed),
-            fixed(m.cbToGreen),
-            fixed(m.crToGreen),
-            fixed(m.cbToBlue),
-            static_cast<std::int16_t>(((128 - 16) * m.y + m.black + 0.5) * (1 << kFraction) + 0.5)};
+    return {fixed(m.y),         fixed(m.crToRed),
+            fixed(m.cbToGreen), fixed(m.crToGreen),
+            fixed(m.cbToBlue),  rounded(((128 - 16) * m.y + m.black + 0.5) * (1 << kFraction))};
 }
 constexpr Factors kFactors[] = {factorsFor(kColourMatrices[0]), factorsFor(kColourMatrices[1])};
 
@@ -175,7 +173,7 @@ void rowIn(const SampleRow& row, RgbRange range, std::uint8_t* out) {
     if (row.width < lanes) {
         std::uint8_t some[kPixelBytesEach * HWY_MAX_BYTES];
         pixels(0, some);
-        std::memcpy(out, some, static_cast<size_t>(row.width * kPixelBytesEach));
+        std::memcpy(out, some, static_cast<size_t>(row.width) * kPixelBytesEach);
         return;
     }
     // The last vector ends with the row, over pixels that are done already.

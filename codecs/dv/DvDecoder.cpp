@@ -55,7 +55,7 @@ void Decoder::State::readSegments(const std::uint8_t* dif, Picture& picture) {
                 continue;
             }
             picture.placeLuma<n>(*place,
-                                 &samples.bytes[static_cast<std::size_t>(m * SegmentSamples::kGroupBytes)]);
+                                 &samples.bytes[static_cast<std::size_t>(m) * SegmentSamples::kGroupBytes]);
             for (int component = 4; component < 6; ++component) {
                 const int number = blockNumber(m, component);
                 const int at = number / 4 * SegmentSamples::kGroupBytes + number % 4 * n;

@@ -266,7 +266,8 @@ QVDV_INLINE void runSeveral(Lane& lane, BitPool& pool, const SeveralTable& sever
         left -= length;
         for (int i = 0; i < 3; ++i) {
             const std::uint32_t advance = codes >> (8 + 8 * i) & 0xFF;
-            values[kPlaces.at(position + advance)] = static_cast<std::int8_t>(codes >> (32 + 8 * i));
+            const auto level = static_cast<std::int8_t>(codes >> (32 + 8 * i));
+            values[kPlaces.at(position + advance)] = static_cast<std::int16_t>(level);
         }
         position += codes >> 24 & 0xFF;
     }
@@ -378,8 +379,8 @@ QVDV_INLINE void readSegmentIn(const std::uint8_t* const* blocks, SegmentLevels&
     Lane lanes[kGroups * 4];
     for (int number = 0; number < kGroups * 4; ++number) {
         Lane& lane = lanes[number];
-        lane.values =
-            &out.values[static_cast<std::size_t>(number / 4 * kGroupValues + number % 4 * kBlockStride)];
+        const int at = number / 4 * kGroupValues + number % 4 * kBlockStride;
+        lane.values = &out.values[static_cast<std::size_t>(at)];
         if (number >= kBlocksPerSegment) lane.endDamaged(); // the last group is half empty
     }
     bool everyMacroblock = true;

@@ -39,9 +39,10 @@ struct FrameLayout {
 // between every fifteen video blocks) of a video segment.
 [[nodiscard]] inline std::size_t segmentBlockOffset(int sequence, int segment, int macroblock) {
     // Six blocks of header, subcode and auxiliary data, then nine times one audio and fifteen video blocks.
-    const auto video = static_cast<std::size_t>(segment * kMacroblocksPerSegment + macroblock);
-    const std::size_t block = 6 + video / 15 * 16 + 1 + video % 15;
-    return static_cast<std::size_t>(sequence) * kDifSequenceBytes + block * kDifBlockBytes;
+    const int video = segment * kMacroblocksPerSegment + macroblock;
+    const int block = 6 + video / 15 * 16 + 1 + video % 15;
+    return static_cast<std::size_t>(sequence) * kDifSequenceBytes +
+           static_cast<std::size_t>(block) * kDifBlockBytes;
 }
 
 // Upper left luma sample of a macroblock in the full-size picture. In 4:1:1 its four luma blocks lie side by

@@ -146,7 +146,8 @@ QVDV_INLINE void readBlocks(const std::uint8_t* area, int quantisation, const Lo
         for (const LowLane& lane : lanes) unfinished |= lane.next;
         return unfinished != 0;
     };
-    const bool unfinished = steps(2) && steps(2);
+    bool unfinished = steps(2);
+    if (unfinished) unfinished = steps(2);
     for (int i = 0; i < count; ++i) {
         const auto value = [&](int shift) {
             return static_cast<std::int16_t>(static_cast<std::int8_t>(lanes[i].found >> shift));
