@@ -50,7 +50,7 @@ struct SeveralTable {
         SeveralCodes found;
         int used = 0;
         int advance = 0;
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 3 && used < kSeveralBits; ++i) {
             const std::size_t window = bits << (used + 64 - kSeveralBits);
             const Code& code = kCodes.at[window >> (64 - kShortBits)];
             if (window >= kLongFrom || code.advance == 0 || code.length > kSeveralBits - used) break;
