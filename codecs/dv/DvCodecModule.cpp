@@ -60,11 +60,7 @@ private:
 };
 
 } // namespace
-} // namespace qv::dv
 
-extern "C" __attribute__((visibility("default"))) std::int32_t
-QVCreateComponent(const char* classId, const char* interfaceId, void** out) {
-    return qv::dv::createDvComponent(
-        classId, interfaceId,
-        []() -> std::unique_ptr<qv::dv::Codec> { return std::make_unique<qv::dv::OwnCodec>(); }, out);
-}
+std::unique_ptr<Codec> makeCodec() { return std::make_unique<OwnCodec>(); }
+
+} // namespace qv::dv

@@ -170,8 +170,11 @@ std::optional<DecodeOption> readDecodeOption(std::uint32_t option) {
     return std::nullopt;
 }
 
-std::int32_t createDvComponent(const char* classId, const char* interfaceId,
-                               std::unique_ptr<Codec> (*makeCodec)(), void** out) {
+} // namespace qv::dv
+
+extern "C" __attribute__((visibility("default"))) std::int32_t
+QVCreateComponent(const char* classId, const char* interfaceId, void** out) {
+    using namespace qv::dv;
     if (!out) return QV_E_POINTER;
     *out = nullptr;
     if (!classId || std::strcmp(classId, QV_DV_CLASS) != 0) return QV_E_CLASSNOTREG;
@@ -181,5 +184,3 @@ std::int32_t createDvComponent(const char* classId, const char* interfaceId,
         return 0;
     });
 }
-
-} // namespace qv::dv

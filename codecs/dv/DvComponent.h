@@ -34,8 +34,7 @@ public:
     virtual bool encode(const PictureTarget& source, bool pal, std::span<std::uint8_t> dif) = 0;
 };
 
-// The body of a module's QVCreateComponent.
-std::int32_t createDvComponent(const char* classId, const char* interfaceId,
-                               std::unique_ptr<Codec> (*makeCodec)(), void** out);
+// Each component module defines it; QVCreateComponent, which all of them export, is the same for all.
+[[nodiscard]] std::unique_ptr<Codec> makeCodec();
 
 } // namespace qv::dv

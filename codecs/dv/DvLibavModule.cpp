@@ -150,11 +150,7 @@ bool LibavCodec::encode(const PictureTarget& source, bool pal, std::span<std::ui
 }
 
 } // namespace
-} // namespace qv::dv
 
-extern "C" __attribute__((visibility("default"))) std::int32_t
-QVCreateComponent(const char* classId, const char* interfaceId, void** out) {
-    return qv::dv::createDvComponent(
-        classId, interfaceId,
-        []() -> std::unique_ptr<qv::dv::Codec> { return std::make_unique<qv::dv::LibavCodec>(); }, out);
-}
+std::unique_ptr<Codec> makeCodec() { return std::make_unique<LibavCodec>(); }
+
+} // namespace qv::dv
