@@ -266,7 +266,7 @@ QVDV_INLINE void runSeveral(Lane& lane, BitPool& pool, const SeveralTable& sever
         left -= length;
         for (int i = 0; i < 3; ++i) {
             const std::uint32_t advance = codes >> (8 + 8 * i) & 0xFF;
-            const auto level = static_cast<std::int8_t>(codes >> (32 + 8 * i));
+            const auto level = static_cast<std::int64_t>(codes << (24 - 8 * i)) >> 56;
             values[kPlaces.at(position + advance)] = static_cast<std::int16_t>(level);
         }
         position += codes >> 24 & 0xFF;
