@@ -1,6 +1,6 @@
-// Icons out of Windows modules. A group resource lists the sizes and depths of one icon; each is a bitmap of its own
-// with its colours first and, below them, a mask of one bit a pixel (set = nothing there). Their header counts the
-// height of both together. Pictures stored as PNG files inside a module are passed over.
+// Icons out of Windows modules. A group resource lists the sizes and depths of one icon; each is a bitmap of
+// its own with its colours first and, below them, a mask of one bit a pixel (set = nothing there). Their
+// header counts the height of both together. Pictures stored as PNG files inside a module are passed over.
 #include "qvlibs/framework/DibPixels.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/DibLayout.h"

@@ -1,5 +1,5 @@
-// The plug-ins that one image object talks to: picture (and, by level, movie) codecs, and picture properties. The
-// lists are filled on first use, in the order of the registries, and belong to the object.
+// The plug-ins that one image object talks to: picture (and, by level, movie) codecs, and picture properties.
+// The lists are filled on first use, in the order of the registries, and belong to the object.
 #pragma once
 
 #include "qvlibs/plugins/PluginInfo.h"
@@ -12,8 +12,8 @@ namespace qv {
 
 class PicturePlugIns {
 public:
-    // Which codecs are listed: bit 0 "*.pcp", bit 1 "*.pdp" and "*.vcp", bit 2 "*.vcp". With bits 1 and 2 movie codecs
-    // are listed twice, on purpose. A change after the first use has no effect.
+    // Which codecs are listed: bit 0 "*.pcp", bit 1 "*.pdp" and "*.vcp", bit 2 "*.vcp". With bits 1 and 2
+    // movie codecs are listed twice, on purpose. A change after the first use has no effect.
     int level = 1;
     int photoLevel = 1; // bit 0: property plug-ins are listed
 
@@ -25,8 +25,8 @@ public:
     // The first codec that says the file is its kind, or null. Stays this object's.
     CPluginInfo* codecFor(const char* path);
 
-    // Calls `work` with each property plug-in that supports the file, until it answers a status that `isEnd` takes;
-    // the last status otherwise, failure when no plug-in supports the file.
+    // Calls `work` with each property plug-in that supports the file, until it answers a status that `isEnd`
+    // takes; the last status otherwise, failure when no plug-in supports the file.
     template <class IsEnd, class Work>
     LONG walkPhotos(const char* path, IsEnd isEnd, Work work) {
         LONG status = static_cast<LONG>(0x80004005u);

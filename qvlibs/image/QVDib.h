@@ -238,15 +238,16 @@ public:
     // Becomes a movie's frame at the given size, fitted by its shape: 1 done; 0 when the movie cannot be
     // opened, the frame cannot be read (nor the next one), or the size is refused.
     int ReadDIB(const char* moviePath, LONG frame, CSize size);
-    // Picture files of every kind that is installed. ".bmp" is built in (any case; ".dib" is not); for all other names
-    // the first codec plug-in that says the file is its kind decides, and no other is tried when it fails.
-    // ULONG results: 0 done, 1 failed, 9 no plug-in for the file. A BMP that cannot be opened gives the system's number
-    // of the reason in 0x8407xxxx.
-    // Pictures whose Exif orientation is 3, 6 or 8 are turned upright; mirrored ones are left as they are. `showWait`
-    // shows the wait cursor meanwhile. When only the turning fails the picture stays, unturned, and the result is 1.
+    // Picture files of every kind that is installed. ".bmp" is built in (any case; ".dib" is not); for all
+    // other names the first codec plug-in that says the file is its kind decides, and no other is tried when
+    // it fails. ULONG results: 0 done, 1 failed, 9 no plug-in for the file. A BMP that cannot be opened gives
+    // the system's number of the reason in 0x8407xxxx.
+    // Pictures whose Exif orientation is 3, 6 or 8 are turned upright; mirrored ones are left as they are.
+    // `showWait` shows the wait cursor meanwhile. When only the turning fails the picture stays, unturned,
+    // and the result is 1.
     ULONG Load(const char* path, int showWait);
-    // The same for a picture that will be shown smaller: a codec with a cheap reduced decode may deliver any smaller
-    // size that has at least `wanted` in both directions, whichever way the picture is turned.
+    // The same for a picture that will be shown smaller: a codec with a cheap reduced decode may deliver any
+    // smaller size that has at least `wanted` in both directions, whichever way the picture is turned.
     ULONG LoadAtLeast(const char* path, CSize wanted, int showWait);
     // What the options mean is the plug-in's own; 0 is always the usual. Of the shipped ones:
     //             option1                          option2
@@ -256,29 +257,32 @@ public:
     //   GIF       colours 2..256 (256)             -
     //   WebP      quality 1..100 (90)              1: lossless
     //   HEIF      quality 1..100 (80)              1: colour at full resolution
-    // The result says only that a plug-in was there, or that the BMP could be created: on purpose it is 0 even when
-    // encoding failed; that is reported through the message handler, and the old file stays. The image moves into a
-    // global memory block.
+    // The result says only that a plug-in was there, or that the BMP could be created: on purpose it is 0
+    // even when encoding failed; that is reported through the message handler, and the old file stays. The
+    // image moves into a global memory block.
     ULONG Save(const char* path, int option1, int option2);
     int Investigate(const char* path);              // 1 when the file is supported and decodes
     static int IsLocalSupported(const char* path);  // 1 for a ".bmp" file without compression or masks
     static int IsPluginSupported(const char* path); // 1 when a codec plug-in takes the file
     static int IsSupported(const char* path);       // one of the two
-    // Size, depth and a text such as "JPEG colour" without decoding. `extra` (may be null) is a word of the plug-in.
+    // Size, depth and a text such as "JPEG colour" without decoding. `extra` (may be null) is a word of the
+    // plug-in.
     ULONG GetInfo(const char* path, BITMAPINFOHEADER* info, CString& description);
     ULONG GetInfo(const char* path, BITMAPINFOHEADER* info, CString& description, int* extra);
-    // Extensions without the dot, appended. Index 0 is "bmp", "dib"; index n the n-th plug-in; beyond: nothing. 0.
+    // Extensions without the dot, appended. Index 0 is "bmp", "dib"; index n the n-th plug-in; beyond:
+    // nothing. 0.
     ULONG GetAllAvailableExtentions(CStringList& list);
     ULONG GetAvailableExtentions(int index, CStringList& list);
     ULONG GetCopyrigth(int index, const char* text); // loads the plug-ins; always 0
     int GetNumOfPlugin();                            // codec plug-ins + 1
-    // Which kinds of codec this object asks, before it first asks one: bit 0 pictures (the default, 1), bits 1 and 2
-    // movies. Always 0.
+    // Which kinds of codec this object asks, before it first asks one: bit 0 pictures (the default, 1), bits
+    // 1 and 2 movies. Always 0.
     ULONG SetPluginLevel(int level);
     // List the plug-ins now; every member that needs them does so by itself.
     void LoadPlugIns();
     void LoadPlugInsPb();
-    // Adds the picture-property plug-ins whose extension is the last three characters of the pattern, any case.
+    // Adds the picture-property plug-ins whose extension is the last three characters of the pattern, any
+    // case.
     void LoadPlugInsPb2(const char* pattern);
     // As the last Load found them: whether the file has Exif data, and its orientation.
     int GetExifFlag() const { return exifFlag_; }
@@ -289,7 +293,8 @@ public:
     LONG IsExif(const char* path, int* isExif);
     // The orientation, 0 when there is none; `status` (may be null) tells success.
     int GetOrientationInfo(const char* path, LONG* status, int option);
-    // value1: the orientation; value2: the clockwise turn in degrees that shows the picture upright. 0 on failure.
+    // value1: the orientation; value2: the clockwise turn in degrees that shows the picture upright. 0 on
+    // failure.
     LONG GetOrientationInfoEx(const char* path, int* value1, int* value2, int option);
     // Writes `target` as a copy of `path` with that orientation; both may be one file.
     LONG SetOrientation(const char* path, const char* target, WORD orientation, int option);
@@ -304,12 +309,12 @@ public:
     static LONG DeletePCINFO(PICTINFO* info); // deletes the record; 0
     static LONG DeleteInfo(void* list); // a CList<PICTINFO*, PICTINFO*>: deletes and removes every record; 0
 
-    // An icon of a Windows module (nothing of it runs): from its first icon group, the smallest picture that is at
-    // least `request` pixels wide (0 = 32), else the largest; the deepest where several are. Nothing shows as white.
-    // Returns the icon result: 1 when the image holds the icon, else 0.
+    // An icon of a Windows module (nothing of it runs): from its first icon group, the smallest picture that
+    // is at least `request` pixels wide (0 = 32), else the largest; the deepest where several are. Nothing
+    // shows as white. Returns the icon result: 1 when the image holds the icon, else 0.
     int GetIconFromBinary(const char* modulePath, int request);
-    // A copy of icon resource `id` of a module loaded with qv::loadModuleData, freed with delete[]. The byte count, 0
-    // when there is none.
+    // A copy of icon resource `id` of a module loaded with qv::loadModuleData, freed with delete[]. The byte
+    // count, 0 when there is none.
     static ULONG StoreIconData(HINSTANCE module, WORD id, unsigned char** data);
 
 private:

@@ -1,4 +1,5 @@
-// Picture files of every kind: BMP here, the rest through codec plug-ins, Exif through picture-property plug-ins.
+// Picture files of every kind: BMP here, the rest through codec plug-ins, Exif through picture-property
+// plug-ins.
 #include "qvlibs/framework/Messages.h"
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"

@@ -1,5 +1,5 @@
-// Pixel loops take their memory once a call, not once a row. Counted in malloc itself, so not under sanitizers,
-// which have one of their own.
+// Pixel loops take their memory once a call, not once a row. Counted in malloc itself, so not under
+// sanitizers, which have one of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 #include "qvlibs/image/OwnSampler.h"

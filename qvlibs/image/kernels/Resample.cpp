@@ -21,8 +21,9 @@
 #include <hwy/foreach_target.h>
 //
 #include <hwy/aligned_allocator.h>
-#include <hwy/cache_control.h>
 #include <hwy/highway.h>
+//
+#include "qvlibs/image/kernels/FirstPass-inl.h"
 
 #ifndef QV_RESAMPLE_JOB
 #define QV_RESAMPLE_JOB
@@ -47,13 +48,8 @@ constexpr int kStripBytes = 768; // of a source row, about
 #endif
 
 HWY_BEFORE_NAMESPACE();
-// Every processor with the sets of HWY_AVX3_DL multiplies and adds dot products too; Highway does not say so.
-#undef QV_DOT_PRODUCTS
-#if HWY_TARGET == HWY_AVX3_DL && HWY_COMPILER_GCC_ACTUAL
-#define QV_DOT_PRODUCTS 1
+#if QV_DOT_PRODUCTS
 #pragma GCC target("avx512vnni")
-#else
-#define QV_DOT_PRODUCTS 0
 #endif
 namespace qv::HWY_NAMESPACE {
 namespace {
@@ -65,160 +61,9 @@ bool resampleBands(const ResampleJob&) { return false; }
 
 #else
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-const hn::ScalableTag<std::uint8_t> d8;
-const hn::ScalableTag<std::int16_t> d16;
-const hn::ScalableTag<std::int32_t> d32;
-using U8 = hn::Vec<decltype(d8)>;
-using I16 = hn::Vec<decltype(d16)>;
-using I32 = hn::Vec<decltype(d32)>;
-
-constexpr int kBytes = hn::MaxLanes(d8); // in a vector; source bytes that the first pass takes at once
-constexpr int kRows = kBytes / 2;        // in a band
-constexpr int kGoBytes = 6 * kBytes;     // of a source row between two turns
-constexpr int kPiece = 8;                // 16-bit lanes in 128 bits
-
-I16 weightPair(const std::int16_t* weights) {
-    std::int32_t pair;
-    std::memcpy(&pair, weights, sizeof pair);
-    return hn::BitCast(d16, hn::Set(d32, pair));
-}
-
-// Sums of weighted pairs, in the lanes of the pairs.
-I32 addPairs(I32 sum, I16 pairs, I16 weights) {
-#if QV_DOT_PRODUCTS
-    return I32{_mm512_dpwssd_epi32(sum.raw, pairs.raw, weights.raw)};
-#else
-    I32 second = hn::Zero(d32);
-    sum = hn::ReorderWidenMulAccumulate(d32, pairs, weights, sum, second);
-    return hn::RearrangeToOddPlusEven(sum, second);
-#endif
-}
-
-// What the first pass makes of a vector of bytes: its lower and upper half in every 128 bits.
-struct Filtered {
-    I16 lower, upper;
-};
-
-// A single tap has a weight of one.
-Filtered copyBetween(U8 bytes) {
-    const hn::RepartitionToWide<decltype(d8)> dWide;
-    const U8 zero = hn::Zero(d8);
-    const auto lower = hn::BitCast(dWide, hn::InterleaveLower(d8, zero, bytes));
-    const auto upper = hn::BitCast(dWide, hn::InterleaveUpper(d8, zero, bytes));
-    return {hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(lower)),
-            hn::BitCast(d16, hn::ShiftRight<8 - kBetweenBits>(upper))};
-}
-
-constexpr int kBetweenShift = kWeightBits - kBetweenBits;
-
-#if QV_DOT_PRODUCTS
-
-// Four rows in one instruction, which takes 8-bit weights: each weight is 256 times a high part plus a low one.
-class RowFilter {
-public:
-    explicit RowFilter(const ResampleWeights& weights) : parts_(weights.weights.size() / kWeightGroup) {
-        const std::int16_t* weight = weights.weights.data();
-        for (Parts& parts : parts_) {
-            for (int i = 0; i < kWeightGroup; ++i, ++weight) {
-                parts.low[i] = static_cast<std::int8_t>(*weight);
-                parts.high[i] = static_cast<std::int8_t>((*weight - parts.low[i]) / 256);
-            }
-        }
-    }
-
-    HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
-        if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
-        const Parts* parts = &parts_[static_cast<size_t>(taps.weight / kWeightGroup)];
-        Sums sums;
-        int left = taps.count;
-        for (; left >= 4; left -= 4, src += 4 * stride)
-            sums.add(src, src + stride, src + 2 * stride, src + 3 * stride, *parts++);
-        if (left > 0) {
-            const std::uint8_t* second = left > 1 ? src + stride : src;
-            sums.add(src, second, left > 2 ? second + stride : second, src, *parts);
-        }
-        return sums.rounded();
-    }
-
-private:
-    static_assert(kBetweenShift == 8); // where high and low parts meet
-
-    struct Parts {
-        std::int8_t low[kWeightGroup], high[kWeightGroup];
-    };
-
-    struct Sums {
-        HWY_INLINE Sums() {
-            for (int i = 0; i < 4; ++i) {
-                low[i] = hn::Set(d32, 1 << (kBetweenShift - 1));
-                high[i] = hn::Zero(d32);
-            }
-        }
-        HWY_INLINE void add(const std::uint8_t* r0, const std::uint8_t* r1, const std::uint8_t* r2,
-                            const std::uint8_t* r3, const Parts& parts) {
-            const U8 a = hn::LoadU(d8, r0), b = hn::LoadU(d8, r1), c = hn::LoadU(d8, r2),
-                     d = hn::LoadU(d8, r3);
-            const I16 ab = hn::BitCast(d16, hn::InterleaveLower(d8, a, b));
-            const I16 cd = hn::BitCast(d16, hn::InterleaveLower(d8, c, d));
-            const I16 abUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, a, b));
-            const I16 cdUpper = hn::BitCast(d16, hn::InterleaveUpper(d8, c, d));
-            const I16 fours[] = {hn::InterleaveLower(d16, ab, cd), hn::InterleaveUpper(d16, ab, cd),
-                                 hn::InterleaveLower(d16, abUpper, cdUpper),
-                                 hn::InterleaveUpper(d16, abUpper, cdUpper)};
-            const I32 lowWeights = broadcast(parts.low), highWeights = broadcast(parts.high);
-            for (int i = 0; i < 4; ++i) {
-                low[i].raw = _mm512_dpbusd_epi32(low[i].raw, fours[i].raw, lowWeights.raw);
-                high[i].raw = _mm512_dpbusd_epi32(high[i].raw, fours[i].raw, highWeights.raw);
-            }
-        }
-        HWY_INLINE Filtered rounded() {
-            for (int i = 0; i < 4; ++i) low[i] = hn::Add(high[i], hn::ShiftRight<kBetweenShift>(low[i]));
-            return {hn::ReorderDemote2To(d16, low[0], low[1]), hn::ReorderDemote2To(d16, low[2], low[3])};
-        }
-        I32 low[4], high[4]; // a quarter of every 128 bits each
-    };
-
-    static HWY_INLINE I32 broadcast(const std::int8_t* weights) {
-        std::int32_t bits;
-        std::memcpy(&bits, weights, sizeof bits);
-        return hn::Set(d32, bits);
-    }
-
-    std::vector<Parts> parts_;
-};
-
-#else
-
-class RowFilter {
-public:
-    explicit RowFilter(const ResampleWeights& weights) : weights_(weights.weights.data()) {}
-
-    HWY_INLINE Filtered operator()(const std::uint8_t* src, std::ptrdiff_t stride, const Taps& taps) const {
-        if (taps.count == 1) return copyBetween(hn::LoadU(d8, src));
-        const U8 zero = hn::Zero(d8);
-        I32 s0 = hn::Set(d32, 1 << (kBetweenShift - 1)), s1 = s0, s2 = s0, s3 = s0;
-        for (int k = 0; k < taps.count; k += 2, src += 2 * stride) {
-            const U8 a = hn::LoadU(d8, src);
-            const U8 b = hn::LoadU(d8, k + 1 < taps.count ? src + stride : src);
-            const I16 pair = weightPair(weights_ + taps.weight + k);
-            const U8 lower = hn::InterleaveLower(d8, a, b), upper = hn::InterleaveUpper(d8, a, b);
-            s0 = addPairs(s0, hn::BitCast(d16, hn::InterleaveLower(d8, lower, zero)), pair);
-            s1 = addPairs(s1, hn::BitCast(d16, hn::InterleaveUpper(d8, lower, zero)), pair);
-            s2 = addPairs(s2, hn::BitCast(d16, hn::InterleaveLower(d8, upper, zero)), pair);
-            s3 = addPairs(s3, hn::BitCast(d16, hn::InterleaveUpper(d8, upper, zero)), pair);
-        }
-        return {
-            hn::ReorderDemote2To(d16, hn::ShiftRight<kBetweenShift>(s0), hn::ShiftRight<kBetweenShift>(s1)),
-            hn::ReorderDemote2To(d16, hn::ShiftRight<kBetweenShift>(s2), hn::ShiftRight<kBetweenShift>(s3))};
-    }
-
-private:
-    const std::int16_t* weights_;
-};
-
-#endif
+constexpr int kRows = kBytes / 2;    // in a band
+constexpr int kGoBytes = 7 * kBytes; // of a source row between two turns
+constexpr int kPiece = 8;            // 16-bit lanes in 128 bits
 
 // The low and the high eight bytes of every 128 bits, cut to 0..255.
 U8 toBytes(I16 lower, I16 upper) {
@@ -358,7 +203,8 @@ struct Strip {
 
 class Bands {
 public:
-    explicit Bands(const ResampleJob& job) : job_(job), filterRows_(job.down), rowBytes_(job.src.width * 3) {}
+    explicit Bands(const ResampleJob& job)
+        : job_(job), firstPass_(job.src, job.down, kGoBytes), rowBytes_(job.src.width * 3) {}
 
     bool run() {
         int widest = 0;
@@ -367,12 +213,11 @@ public:
             widest = std::max(widest, strip_.endByte - strip_.beginByte);
         }
         // Three columns more than the source has: pairs may take one pixel too many, with a weight of zero.
+        // So what is there does not matter, nor what is in rows that the last band does not have.
         const size_t columns = static_cast<size_t>(widest) + kBytes + 3;
         turned_ = hwy::AllocateAligned<std::int16_t>(columns * kRows);
         band_ = hwy::AllocateAligned<std::int16_t>(kGoBytes * kRows);
         if (!turned_ || !band_) return false;
-        std::fill_n(turned_.get(), columns * kRows, std::int16_t{0});
-        std::fill_n(band_.get(), kGoBytes * kRows, std::int16_t{0});
         for (int y = 0; y < job_.dst.height; y += kRows) {
             for (int x = 0; x < job_.dst.width; x = strip_.end) {
                 strip_ = stripAt(x);
@@ -406,26 +251,8 @@ private:
         const int rows = std::min(kRows, job_.dst.height - y);
         for (int from = strip_.beginByte; from < strip_.endByte; from += kGoBytes) {
             const int to = std::min(from + kGoBytes, strip_.endByte);
-            for (int r = 0; r < rows; ++r) {
-                const Taps& taps = job_.down.taps[static_cast<size_t>(y + r)];
-                const int done = r + 1 < rows ? job_.down.taps[static_cast<size_t>(y + r) + 1].first
-                                              : taps.first + taps.count;
-                const std::uint8_t* src = job_.src.row(taps.first);
-                std::int16_t* out = &band_[static_cast<size_t>(r * kGoBytes)];
-                // Rows lie too far apart for the processor to guess what the next go wants of those that this
-                // band does not need any more.
-                for (int x = from; x < to; x += HWY_ALIGNMENT) {
-                    const std::uint8_t* next = src + std::min(x + kGoBytes, rowBytes_);
-                    for (int row = taps.first; row < done; ++row, next += job_.src.stride)
-                        hwy::Prefetch(next);
-                }
-                for (int x = from; x < to; x += kBytes, out += kBytes) {
-                    const Filtered f =
-                        filterRows_(src + std::min(x, rowBytes_ - kBytes), job_.src.stride, taps);
-                    hn::Store(f.lower, d16, out);
-                    hn::Store(f.upper, d16, out + kBytes / 2);
-                }
-            }
+            firstPass_.start(from, to);
+            for (int r = 0; r < rows; ++r) firstPass_.row(y + r, &band_[static_cast<size_t>(r * kGoBytes)]);
             for (int x = from; x < to; x += kBytes) {
                 const int at = std::min(x, rowBytes_ - kBytes);
                 turnIn(&band_[static_cast<size_t>(x - from)], kGoBytes,
@@ -459,21 +286,28 @@ private:
     }
 
     const ResampleJob& job_;
-    const RowFilter filterRows_;
+    FirstPass firstPass_;
     const int rowBytes_;
     Strip strip_{};
     hwy::AlignedFreeUniquePtr<std::int16_t[]> band_, turned_;
 };
 
 void filterRowsOnly(const ResampleJob& job) {
-    const RowFilter filterRows(job.down);
+    constexpr int kSpan = 2304; // whole vectors; rows of a video frame in one or two
+    FirstPass firstPass(job.src, job.down, kSpan);
+    HWY_ALIGN std::int16_t values[kSpan];
     const int rowBytes = job.src.width * 3;
-    for (int y = 0; y < job.dst.height; ++y) {
-        const Taps& taps = job.down.taps[static_cast<size_t>(y)];
-        for (int from = 0; from < rowBytes; from += kBytes) {
-            const int at = std::min(from, rowBytes - kBytes);
-            const Filtered f = filterRows(job.src.row(taps.first) + at, job.src.stride, taps);
-            hn::StoreU(toBytes(roundBetween(f.lower), roundBetween(f.upper)), d8, job.dst.row(y) + at);
+    for (int from = 0; from < rowBytes; from += kSpan) {
+        const int to = std::min(from + kSpan, rowBytes);
+        firstPass.start(from, to);
+        for (int y = 0; y < job.dst.height; ++y) {
+            firstPass.row(y, values);
+            const std::int16_t* at = values;
+            for (int x = from; x < to; x += kBytes, at += kBytes) {
+                hn::StoreU(
+                    toBytes(roundBetween(hn::Load(d16, at)), roundBetween(hn::Load(d16, at + kBytes / 2))),
+                    d8, job.dst.row(y) + std::min(x, rowBytes - kBytes));
+            }
         }
     }
 }
@@ -508,8 +342,12 @@ void pickPixels(const ResampleJob& job) {
     std::vector<std::uint32_t> columns;
     for (const Taps& taps : job.across.taps) columns.push_back(static_cast<std::uint32_t>(taps.first));
     for (int y = 0; y < job.dst.height; ++y) {
-        pickRow24(job.dst.row(y), job.src.row(job.down.taps[static_cast<size_t>(y)].first),
-                  static_cast<size_t>(job.src.width), columns.data(), columns.size());
+        const std::uint8_t* const src = job.src.row(job.down.taps[static_cast<size_t>(y)].first);
+        if (job.sameWidth)
+            std::memcpy(job.dst.row(y), src, 3 * columns.size());
+        else
+            pickRow24(job.dst.row(y), src, static_cast<size_t>(job.src.width), columns.data(),
+                      columns.size());
     }
 }
 
@@ -535,11 +373,11 @@ bool resample24(ResampleKernel kernel, const ConstPixelView& src, const Region& 
                         makeResampleWeights(kernel, region.height, dst.height),
                         makeResampleWeights(kernel, region.width, dst.width),
                         false};
+        job.sameWidth = isIdentity(job.across, region.width);
         if (kernel == ResampleKernel::Nearest) {
             pickPixels(job);
             return true;
         }
-        job.sameWidth = isIdentity(job.across, region.width);
         return HWY_DYNAMIC_DISPATCH(resampleBands)(job);
     } catch (const std::bad_alloc&) {
         return false;

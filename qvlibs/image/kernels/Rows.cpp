@@ -1,5 +1,5 @@
-// Vectors where channels are worked on; elsewhere pixels of three bytes are moved as words of four, whose last
-// byte the next pixel covers: only at the ends of a row, where no pixel follows, three bytes are moved.
+// Vectors where channels are worked on; elsewhere pixels of three bytes are moved as words of four, whose
+// last byte the next pixel covers: only at the ends of a row, where no pixel follows, three bytes are moved.
 #include "qvlibs/image/kernels/Rows.h"
 
 #include <algorithm>
@@ -212,7 +212,8 @@ void halfTurnRow(const std::uint8_t* src, std::uint8_t* dst, int pixels) {
     constexpr int kPixels = 5;
     const Block reversed = hn::Load(block8, kReversed);
     int x = 0;
-    // Blocks start a byte before their five pixels in the source and end a byte behind them in the destination.
+    // Blocks start a byte before their five pixels in the source and end a byte behind them in the
+    // destination.
     for (; pixels - x > kPixels; x += kPixels) {
         const std::uint8_t* const from = src + 3 * static_cast<std::ptrdiff_t>(pixels - x - kPixels) - 1;
         hn::StoreU(hn::TableLookupBytesOr0(hn::LoadU(block8, from), reversed), block8,
