@@ -11,6 +11,6 @@ for test in kernels_test image_internal_test image_test; do
   echo "$(grep -c '       OK' "$results") tests of $test passed"
 done
 for target in dib_read dib_resize run_length; do
-  run "$release/tests/${target}_fuzz" "tests/fuzz/corpus/${target}_fuzz"
+  run "$release/fuzz/${target}_fuzz" "tests/fuzz/corpus/${target}_fuzz"
   echo "$(grep -E "^[0-9]+ inputs" "$results") through ${target}_fuzz: every prefix of $(ls "tests/fuzz/corpus/${target}_fuzz" | wc -l) saved ones, the rest mutations"
 done

@@ -24,12 +24,16 @@ struct Extent {
     LONG width, height;
 };
 
+// The half is added and the rest cut, on purpose: lround differs just below a half.
+// NOLINTNEXTLINE(bugprone-incorrect-roundings)
+LONG rounded(double length) { return static_cast<LONG>(length + 0.5); }
+
 Extent usedPart(SIZE size, const PictureShape& shape) {
     if (shape.usedHeight == 1.0) return {size.cx, size.cy};
-    return {size.cx, std::max(1, static_cast<LONG>(size.cy * shape.usedHeight + 0.5))};
+    return {size.cx, std::max(1, rounded(size.cy * shape.usedHeight))};
 }
 
-LONG bounded(double length, LONG most) { return std::clamp(static_cast<LONG>(length + 0.5), 1, most); }
+LONG bounded(double length, LONG most) { return std::clamp(rounded(length), 1, most); }
 
 // The largest part of `room` that has the shape of `picture`; each has its own width of a pixel. The order of
 // the operations is part of the result: another one differs by a pixel here and there.

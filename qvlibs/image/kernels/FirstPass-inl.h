@@ -106,7 +106,8 @@ public:
         for (size_t y = 0; y < rows_.size(); ++y) split(y, weights.weights.data() + taps_[y].weight);
         while (ringSize_ < most) ringSize_ *= 2;
         if (ringSize_ > kMostShared) ringSize_ = 1, isShared_ = false;
-        ring_ = hwy::AllocateAligned<std::uint8_t>(static_cast<size_t>(ringSize_ * slotBytes()));
+        ring_ = hwy::AllocateAligned<std::uint8_t>(static_cast<size_t>(ringSize_) *
+                                                   static_cast<size_t>(slotBytes()));
         if (!ring_) throw std::bad_alloc();
     }
 
@@ -150,9 +151,7 @@ private:
     }
 
     int slotBytes() const { return kWeightGroup * span_; } // a group's
-    std::uint8_t* slot(int group) const {
-        return &ring_[static_cast<size_t>((group & (ringSize_ - 1)) * slotBytes())];
-    }
+    std::uint8_t* slot(int group) const { return ring_.get() + (group & (ringSize_ - 1)) * slotBytes(); }
 
     int at(int x) const { return std::min(x, rowBytes_ - kBytes); }
 

@@ -216,7 +216,7 @@ public:
         // So what is there does not matter, nor what is in rows that the last band does not have.
         const size_t columns = static_cast<size_t>(widest) + kBytes + 3;
         turned_ = hwy::AllocateAligned<std::int16_t>(columns * kRows);
-        band_ = hwy::AllocateAligned<std::int16_t>(kGoBytes * kRows);
+        band_ = hwy::AllocateAligned<std::int16_t>(size_t{kGoBytes} * kRows);
         if (!turned_ || !band_) return false;
         for (int y = 0; y < job_.dst.height; y += kRows) {
             for (int x = 0; x < job_.dst.width; x = strip_.end) {
@@ -252,11 +252,10 @@ private:
         for (int from = strip_.beginByte; from < strip_.endByte; from += kGoBytes) {
             const int to = std::min(from + kGoBytes, strip_.endByte);
             firstPass_.start(from, to);
-            for (int r = 0; r < rows; ++r) firstPass_.row(y + r, &band_[static_cast<size_t>(r * kGoBytes)]);
+            for (int r = 0; r < rows; ++r) firstPass_.row(y + r, band_.get() + r * kGoBytes);
             for (int x = from; x < to; x += kBytes) {
                 const int at = std::min(x, rowBytes_ - kBytes);
-                turnIn(&band_[static_cast<size_t>(x - from)], kGoBytes,
-                       &turned_[static_cast<size_t>((at - strip_.beginByte) * kRows)]);
+                turnIn(band_.get() + (x - from), kGoBytes, turnedColumn(at));
             }
         }
     }
@@ -273,7 +272,7 @@ private:
             const int at = isNarrow ? 0 : std::min(x, job_.dst.width - kGroup);
             for (int i = 0; i < std::min(kGroup, job_.dst.width); ++i) {
                 const Taps& taps = job_.across.taps[static_cast<size_t>(at + i)];
-                filterColumns(&turned_[static_cast<size_t>((3 * taps.first - strip_.beginByte) * kRows)],
+                filterColumns(turnedColumn(3 * taps.first),
                               &job_.across.weights[static_cast<size_t>(taps.weight)], taps.count,
                               values + 3 * i * kRows);
             }
@@ -284,6 +283,8 @@ private:
         if (isNarrow)
             for (int r = 0; r < rows; ++r) std::copy_n(to[r], 3 * job_.dst.width, job_.dst.row(y + r));
     }
+
+    std::int16_t* turnedColumn(int byte) const { return turned_.get() + (byte - strip_.beginByte) * kRows; }
 
     const ResampleJob& job_;
     FirstPass firstPass_;
