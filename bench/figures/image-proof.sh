@@ -1,6 +1,6 @@
 # Pictures: the fast pixel loops against their plain judges on every instruction set of this processor, kernels against
 # double precision, BMP files cut and damaged, allocations, and the fuzz targets with many inputs.
-export QVLIBS_TEST_FULL=1 QVLIBS_FUZZ_RUNS=300000
+export QVLIBS_TEST_FULL=1 QVLIBS_FUZZ_RUNS=1000000
 results="$work/results"
 run() {
   "$@" >"$results" 2>&1 || { tail -n 40 "$results"; exit 1; }
