@@ -271,7 +271,7 @@ private:
         for (int x = strip_.begin; x < strip_.end; x += kGroup) {
             const int at = isNarrow ? 0 : std::min(x, job_.dst.width - kGroup);
             for (int i = 0; i < std::min(kGroup, job_.dst.width); ++i) {
-                const Taps& taps = job_.across.taps[static_cast<size_t>(at + i)];
+                const Taps& taps = job_.across.taps.data()[at + i];
                 filterColumns(turnedColumn(3 * taps.first),
                               &job_.across.weights[static_cast<size_t>(taps.weight)], taps.count,
                               values + 3 * i * kRows);

@@ -36,7 +36,7 @@ bool resample24(ResampleKernel kernel, const ConstPixelView& src, const Region& 
                 const std::int16_t* weights = &across.weights[static_cast<size_t>(columns.weight)];
                 std::int32_t sum = 0;
                 for (int k = 0; k < columns.count; ++k)
-                    sum += weights[k] * between[static_cast<size_t>(3 * (columns.first + k) + i % 3)];
+                    sum += weights[k] * between.data()[3 * (columns.first + k) + i % 3];
                 dst.row(y)[i] = static_cast<std::uint8_t>(std::clamp(shifted(sum, kSecondShift), 0, 255));
             }
         }
