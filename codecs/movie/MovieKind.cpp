@@ -13,7 +13,6 @@ constexpr struct {
     size_t at;
     std::string_view bytes;
 } kMarks[] = {
-    {8, "AVI "sv},                             // RIFF
     {0, "\x00\x00\x01\xBA"sv},                 // MPEG program stream
     {0, "\x00\x00\x01\xB3"sv},                 // MPEG video
     {0, "\x00\x00\x01\xB0"sv},                 // MPEG-4 video
@@ -50,6 +49,7 @@ bool looksLikeTransport(std::string_view head) {
 
 bool looksLikeMovie(std::span<const std::uint8_t> bytes) {
     const std::string_view head(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (head.substr(0, 4) == "RIFF"sv && head.size() >= 12 && head.substr(8, 4) == "AVI "sv) return true;
     const bool marked = std::any_of(std::begin(kMarks), std::end(kMarks), [&](const auto& mark) {
         return head.size() >= mark.at + mark.bytes.size() &&
                head.substr(mark.at, mark.bytes.size()) == mark.bytes;
