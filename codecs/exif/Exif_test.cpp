@@ -89,7 +89,8 @@ TEST(Exif, TagsGoRoundAndThePictureKeepsItsBytes) {
 TEST(Exif, WhatCannotBeDoneLeavesEveryFileAsItWas) {
     const fs::path folder = makeFolder("bad");
     const fs::path text = folder / "text.jpg";
-    writeFile(text, "II*\0 no picture");
+    const std::string noPicture("II*\0 no picture", 15);
+    writeFile(text, noPicture);
     int value = 7, second = 7;
     EXPECT_LT(getOrientation(text.c_str(), &value, &second, 0), 0);
     EXPECT_LT(setOrientation(text.c_str(), text.c_str(), 6, 0), 0);
@@ -98,7 +99,7 @@ TEST(Exif, WhatCannotBeDoneLeavesEveryFileAsItWas) {
     EXPECT_LT(setDate(text.c_str(), &impossible), 0);
     EXPECT_LT(getOrientation((folder / "missing.jpg").c_str(), &value, &second, 0), 0);
     EXPECT_LT(getOrientation("http://127.0.0.1:1/a.jpg", &value, &second, 0), 0);
-    EXPECT_EQ(readFile(text), "II*\0 no picture");
+    EXPECT_EQ(readFile(text), noPicture);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 }
 

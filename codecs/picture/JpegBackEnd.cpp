@@ -7,6 +7,7 @@
 #include "qvlibs/util/AtomicFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -196,8 +197,8 @@ bool Encoder::run(const GivenPicture& picture, int quality, bool fullColour) {
     if (fullColour && !gray) codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = 1;
     if (picture.header().biXPelsPerMeter > 0 && picture.header().biYPelsPerMeter > 0) {
         codec.density_unit = 1;
-        codec.X_density = static_cast<UINT16>(picture.header().biXPelsPerMeter * 0.0254 + 0.5);
-        codec.Y_density = static_cast<UINT16>(picture.header().biYPelsPerMeter * 0.0254 + 0.5);
+        codec.X_density = static_cast<UINT16>(std::lround(picture.header().biXPelsPerMeter * 0.0254));
+        codec.Y_density = static_cast<UINT16>(std::lround(picture.header().biYPelsPerMeter * 0.0254));
     }
     jpeg_start_compress(&codec, TRUE);
     line.resize(size_t{3} * codec.image_width);

@@ -15,11 +15,8 @@ static_assert(sizeof(QVDATETIME) == sizeof(SYSTEMTIME));
 template <class Export, class... Arguments>
 LONG status(HMODULE module, Export wanted, Arguments... arguments) {
     constexpr qv::CallFailures<LONG> kFailures = {QV_E_INVALIDARG, QV_E_NOTSUPPORTED};
-    return static_cast<LONG>(qv::callModule(module, wanted, kFailures, arguments...));
+    return qv::callModule(module, wanted, kFailures, arguments...);
 }
-
-// The one export of both kinds: codec modules count its results unsigned, these ones signed.
-using IsSupportedStatus = LONG(const char*, int*);
 
 } // namespace
 
@@ -31,7 +28,10 @@ CPbPluginInfo::CPbPluginInfo(const char* path, LONG* result) {
 
 LONG CPbPluginInfo::IsSupported(const char* path, int* supported) {
     const std::lock_guard hold(qv::propertyRegistry().lock);
-    return status(module, qv::ModuleExport<IsSupportedStatus>{"IsSupported"}, path, supported);
+    // The one export of both kinds: codec modules count its results unsigned, these ones signed.
+    constexpr qv::CallFailures<ULONG> kFailures = {static_cast<ULONG>(QV_E_INVALIDARG),
+                                                   static_cast<ULONG>(QV_E_NOTSUPPORTED)};
+    return static_cast<LONG>(qv::callModule(module, QV_EXPORT(IsSupported), kFailures, path, supported));
 }
 
 LONG CPbPluginInfo::IsExifFile(const char* path, int* isExif) {
