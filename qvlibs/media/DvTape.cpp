@@ -69,7 +69,7 @@ struct DvTape::RawSource : Source {
     std::span<const BYTE> next() override {
         stream.skip(pending);
         pending = 0;
-        auto bytes = stream.peek(kPal);
+        auto bytes = stream.peek(dvFrameBytes(system));
         if (bytes.size() >= kNtsc && stream.position() >= frameFree && !isFrame(bytes)) {
             const size_t distance = distanceToFrame(stream);
             frameFree = stream.position() + (distance ? distance : TapeStream::kReach - 2 * kSequence);
@@ -78,10 +78,11 @@ struct DvTape::RawSource : Source {
                 losses.skippedBytes += static_cast<std::int64_t>(distance);
                 stream.skip(distance);
             }
-            bytes = stream.peek(kPal); // looking further has moved them
+            bytes = stream.peek(dvFrameBytes(system)); // looking further has moved them
         }
         if (bytes.size() >= kNtsc) system = dvSystemOf(bytes).value_or(system);
         const size_t size = dvFrameBytes(system);
+        if (bytes.size() < size) bytes = stream.peek(size);
         if (bytes.size() < size) {
             losses.endsEarly = losses.endsEarly || !bytes.empty() || stream.failed();
             losses.skippedBytes += static_cast<std::int64_t>(bytes.size());
