@@ -1,6 +1,7 @@
 // The half of movie.vcp that links FFmpeg.
 #include "codecs/movie/MovieBackEnd.h"
 
+#include "codecs/movie/DvPackets.h"
 #include "codecs/movie/FramePainter.h"
 #include "codecs/movie/FrameReader.h"
 #include "codecs/movie/SoundReader.h"
@@ -45,8 +46,9 @@ public:
     FfmpegMovie(std::string path, std::unique_ptr<MovieInput> opened)
         : path_(std::move(path)), shape_(shapeOf(*opened)), painter_(shape_), index_(path_),
           rate_(rateOf(*opened)), timeBase_(opened->stream()->time_base),
-          code_(codeOf(*opened->stream()->codecpar)), hasSound_(opened->hasStreamOf(AVMEDIA_TYPE_AUDIO)),
-          bits_(opened->stream()->codecpar->bit_rate) {
+          code_(codeOf(*opened->stream()->codecpar)),
+          isDv_(opened->stream()->codecpar->codec_id == AV_CODEC_ID_DVVIDEO), dvPackets_(path_, index_),
+          hasSound_(opened->hasStreamOf(AVMEDIA_TYPE_AUDIO)), bits_(opened->stream()->codecpar->bit_rate) {
         struct stat status {};
         if (stat(path_.c_str(), &status) == 0) bytes_ = status.st_size;
         const std::int64_t duration = opened->format()->duration;
@@ -116,8 +118,20 @@ public:
         return decode(frame, promised_, static_cast<std::uint8_t*>(bits)) ? bits : nullptr;
     }
 
-    // 9, on purpose: the library then encodes the picture.
-    std::uint32_t dif(std::int32_t, void*, void*, std::int32_t*) override { return QV_PLUGIN_NO_EXPORT; }
+    // Pictures that are DV are handed out as they are. 9 for all others, on purpose: the library then encodes them.
+    std::uint32_t dif(std::int32_t frame, void* dif, void* audio, std::int32_t* audioLength) override {
+        if (!isDv_) return QV_PLUGIN_NO_EXPORT;
+        if (frame < 0) return QV_PLUGIN_FAILED;
+        const auto result = dvPackets_.read(static_cast<std::uint32_t>(frame), dif);
+        if (result != DvPackets::Result::Done)
+            return result == DvPackets::Result::NoFrame ? QV_PLUGIN_FAILED : QV_PLUGIN_NO_EXPORT;
+        if (!audio || !audioLength) return QV_PLUGIN_OK;
+        if (!sound()) { // silent movies have data all the same
+            *audioLength = 0;
+            return QV_PLUGIN_OK;
+        }
+        return this->audio(frame, 1, audio, audioLength);
+    }
 
     bool audioFormat(WAVEFORMATEX& format) override {
         if (!sound()) return false;
@@ -173,6 +187,8 @@ private:
     AVRational rate_;
     AVRational timeBase_;
     std::uint32_t code_;
+    bool isDv_;
+    DvPackets dvPackets_;
     bool hasSound_;
     std::int64_t bits_;
     std::int64_t bytes_ = 0;

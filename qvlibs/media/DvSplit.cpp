@@ -55,7 +55,7 @@ struct DvSplit::State {
     std::string folder, making; // where the parts will be, and where they are made
     int error = 0;
     std::string errorPath;
-    bool isNewFolder = false;
+    bool isNewFolder = false, isPublished = false;
 
     std::deque<std::vector<BYTE>> undecided;
     std::vector<std::vector<BYTE>> spare; // blocks to use again
@@ -98,16 +98,16 @@ struct DvSplit::State {
         parts.back().bytes += static_cast<std::int64_t>(bytes.size());
     }
 
-    bool readBack() {
+    bool readBack(const std::function<bool()>& isStopped) {
         Checksum read;
         std::vector<BYTE> block(1 << 20);
         for (size_t i = 0; i < parts.size(); ++i) {
             const int file = ::open(temporary(i).c_str(), O_RDONLY | O_CLOEXEC);
             if (file < 0) return fail(errno, temporary(i));
             ssize_t got = 0;
-            while ((got = ::read(file, block.data(), block.size())) > 0)
+            while (!(isStopped && isStopped()) && (got = ::read(file, block.data(), block.size())) > 0)
                 read.add(block.data(), static_cast<size_t>(got));
-            const int reason = got < 0 ? errno : 0;
+            const int reason = isStopped && isStopped() ? EINTR : got < 0 ? errno : 0;
             close(file);
             if (reason) return fail(reason, temporary(i));
         }
@@ -159,7 +159,8 @@ DvSplit::DvSplit(const char* folder) : state_(std::make_unique<State>()) {
 
 DvSplit::~DvSplit() {
     state_->removeTemporaries();
-    if (state_->isNewFolder && state_->error) rmdir(state_->folder.c_str());
+    // Without parts it is empty, unless somebody else put something there.
+    if (state_->isNewFolder && !state_->isPublished) rmdir(state_->folder.c_str());
 }
 
 int DvSplit::error() const { return state_->error; }
@@ -193,10 +194,11 @@ void DvSplit::name(const DvScene& scene) {
     if (!s.error) s.parts.at(static_cast<size_t>(s.named++)).name = partName(scene);
 }
 
-bool DvSplit::finish() {
+bool DvSplit::finish(const std::function<bool()>& isStopped) {
     State& s = *state_;
     s.closePart();
-    const bool done = !s.error && s.readBack() && s.publish();
+    const bool done = !s.error && s.readBack(isStopped) && s.publish();
+    s.isPublished = done;
     s.removeTemporaries();
     if (!done) s.parts.clear();
     return done;

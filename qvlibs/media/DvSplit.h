@@ -9,6 +9,7 @@
 #include "qvlibs/framework/Strings.h"
 #include "qvlibs/timecode/DvScenes.h"
 
+#include <functional>
 #include <vector>
 
 namespace qv {
@@ -39,7 +40,8 @@ public:
         std::int64_t bytes;
     };
     // Reads all parts back, compares and puts them under their names. False on failure: then there are none.
-    [[nodiscard]] bool finish();
+    // `isStopped` is asked now and then while it reads: true ends it as a failure with EINTR.
+    [[nodiscard]] bool finish(const std::function<bool()>& isStopped = {});
     const std::vector<Part>& parts() const; // in the order of the tape
 
     // XXH128 of all frames in the order of the tape, 32 hexadecimal digits; of the tape as it came and of the

@@ -178,24 +178,32 @@ struct DvTape::MovieSource : Source {
     ~MovieSource() override { QVTLAVIFileClose(handle); }
 
     std::span<const BYTE> next() override {
-        if (at >= frames) return {};
         auto* stream = static_cast<PluginStreamHandle*>(handle);
-        LONG soundBytes = static_cast<LONG>(sound.size());
-        std::fill(frame.begin(), frame.end(), BYTE{0});
-        if (stream->plugin->GetDif(stream->stream, at, frame.data(), 0, sound.data(), &soundBytes) != QV_OK) {
-            losses.endsEarly = at > 0;
-            return {};
+        while (at < frames) {
+            std::fill(frame.begin(), frame.end(), BYTE{0});
+            const ULONG result =
+                stream->plugin->GetDif(stream->stream, at++, frame.data(), 0, nullptr, nullptr);
+            if (result == QV_OK) {
+                hasFrame = true;
+                system = dvSystemOf(frame).value_or(system);
+                return std::span(frame).first(dvFrameBytes(system));
+            }
+            if (result != QV_NO_EXPORT) { // no such frame; the number of them in a long movie is an estimate
+                losses.endsEarly = at < frames;
+                return {};
+            }
+            ++losses.oddFrames;
+            if (!hasFrame && losses.oddFrames > kOddAtMost) return {}; // no DV
         }
-        ++at;
-        system = dvSystemOf(frame).value_or(system);
-        return std::span(frame).first(dvFrameBytes(system));
+        return {};
     }
     double share() const override { return frames > 0 ? static_cast<double>(at) / frames : -1; }
 
     void* handle;
     LONG frames, at = 0;
+    bool hasFrame = false;
     DvSystem system = DvSystem::Ntsc;
-    std::vector<BYTE> frame = std::vector<BYTE>(kPal), sound = std::vector<BYTE>(65536);
+    std::vector<BYTE> frame = std::vector<BYTE>(kPal);
 };
 
 DvTape::DvTape(std::unique_ptr<Source> source) : source_(std::move(source)) {

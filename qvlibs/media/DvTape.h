@@ -2,7 +2,8 @@
 // other movies whose plug-in hands out DV frames, and from a pipe (raw or AVI).
 //
 // The file is read once from its beginning to its end; memory does not grow with it. Its index is not needed,
-// so a capture that was cut off is read to its last whole frame. One thread at a time.
+// so a capture that was cut off is read to its last whole frame. A signal handler that was installed without
+// SA_RESTART ends the wait for a slow pipe, and with it the tape. One thread at a time.
 #pragma once
 
 #include "qvlibs/timecode/DvFrameInfo.h"

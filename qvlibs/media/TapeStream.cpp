@@ -31,7 +31,6 @@ void TapeStream::fill(size_t wanted) {
     }
     while (end_ < wanted && !ended_) {
         const ssize_t got = read(descriptor_, buffer_.get() + end_, kReach - end_);
-        if (got < 0 && errno == EINTR) continue;
         failed_ = got < 0;
         ended_ = got <= 0;
         if (got > 0) end_ += static_cast<size_t>(got);

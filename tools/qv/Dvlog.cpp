@@ -72,6 +72,7 @@ public:
             if (const auto info = readDvFrame(frame)) finder_.add(*info);
             progress_.show(tape_.share(), std::to_string(totals_.scenes) + " scenes");
         }
+        if (interrupted()) return false; // it may be why a pipe came to its end
         finder_.finish();
         totals_.losses = tape_.losses();
         if (writer_) writer_->end(totals_);
@@ -141,7 +142,8 @@ int run(const Options& options, const Common& common) {
     Walk walk(options, common, *tape, writer.get(), split.get());
     if (!walk.run()) return error(Interrupted, "interrupted");
     if (split) {
-        if (!split->finish()) return splitError(*split);
+        if (!split->finish(interrupted))
+            return split->error() == EINTR ? error(Interrupted, "interrupted") : splitError(*split);
         // The log may be meant for a program: what was split goes where messages go.
         for (const auto& part : split->parts())
             message(common, options.folder + "/" + part.name.GetString() + ": " +

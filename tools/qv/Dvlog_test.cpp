@@ -1,0 +1,97 @@
+// qv dvlog from the outside: what it prints, from where it reads, what it leaves behind.
+#include "tests/support/TapeMaker.h"
+#include "tests/support/TestSupport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::HasSubstr;
+
+namespace {
+
+std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
+
+// Two recordings with a pause between them; nothing is damaged, so that other programs copy it too.
+fs::path makeTape(const std::string& name = "tape.dv") {
+    qv::test::Tape tape = qv::test::makeSteadyTape(1, 60, 0);
+    for (size_t i = 0; i < tape.frames.size(); ++i) {
+        auto& frame = tape.frames[i];
+        frame.corruptPacks = 0;
+        if (i >= 25) frame.clock = *frame.clock + 600;
+        frame.start = i == 25;
+    }
+    std::mt19937 random(1);
+    std::vector<BYTE> bytes;
+    std::string all;
+    for (const auto& frame : tape.frames) {
+        qv::test::makeFrame(frame, random, bytes);
+        all.append(bytes.begin(), bytes.end());
+    }
+    const auto path = qv::test::home() / name;
+    qv::test::writeFile(path, all);
+    return path;
+}
+
+json logOf(const std::string& file) {
+    const auto result = qv::test::run({program(), "dvlog", "--json", "--frames", file});
+    EXPECT_EQ(result.exitCode, 0) << file << result.err;
+    return json::parse(result.out, nullptr, false);
+}
+
+} // namespace
+
+TEST(DvlogCommand, OtherContainersHoldTheSameTape) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    if (!fs::exists(qv::test::buildFolder() / "lib/qvlibs/movie.vcp")) GTEST_SKIP() << "built without FFmpeg";
+    const json tape = logOf(makeTape());
+    ASSERT_EQ(tape["scenes"].size(), 2u);
+    ASSERT_EQ(tape["scenes"][1]["reason"], "pause");
+    for (const std::string kind : {"mov", "mkv", "mxf", "avi"}) {
+        const auto movie = qv::test::home() / ("tape." + kind);
+        const auto made = qv::test::run(
+            {"ffmpeg", "-v", "error", "-i", qv::test::home() / "tape.dv", "-c:v", "copy", movie});
+        ASSERT_EQ(made.exitCode, 0) << made.err;
+        const json other = logOf(movie);
+        EXPECT_EQ(other["frames"], tape["frames"]) << kind;
+        EXPECT_EQ(other["scenes"], tape["scenes"]) << kind;
+        const auto piped = qv::test::run(
+            {"bash", "-c", "cat '" + movie.string() + "' | '" + program() + "' dvlog --json --frames -"});
+        EXPECT_EQ(json::parse(piped.out, nullptr, false)["scenes"], tape["scenes"]) << kind;
+    }
+    const auto movie = qv::test::home() / "other.mkv";
+    const auto made = qv::test::run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                                     "testsrc=duration=3:rate=25", "-c:v", "mpeg2video", movie});
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    EXPECT_THAT(qv::test::run({program(), "dvlog", movie}).err, HasSubstr("holds no DV frames"));
+}
+
+TEST(DvlogCommand, AnInterruptionLeavesNothing) {
+    QV_NEEDS_PROGRAM("bash");
+    makeTape();
+    // The pipe stays open behind the tape, so the program waits for more when the signal comes.
+    const std::string script = "cd '" + qv::test::home().string() +
+                               "' && mkfifo pipe && mkdir old && for d in new old; do '" + program() +
+                               "' dvlog pipe --split $d >log 2>said & exec 3>pipe; cat tape.dv >&3; "
+                               "ls -A $d | wc -l; kill -INT $!; wait $!; echo $?; exec 3>&-; cat said; done; "
+                               "ls -A | grep -c new; ls -A old | wc -l";
+    const auto result = qv::test::run({"bash", "-c", script});
+    EXPECT_EQ(result.out, "1\n130\nqv: interrupted\n1\n130\nqv: interrupted\n0\n0\n") << result.err;
+}
+
+TEST(DvlogCommand, FoldersAndPartsOfOthersStay) {
+    const auto tape = makeTape();
+    const auto parts = qv::test::home() / "parts";
+    const std::vector<std::string> split{program(), "dvlog", "--quiet", "--split", parts, tape};
+    ASSERT_EQ(qv::test::run(split).exitCode, 0);
+    std::string together;
+    for (const char* name : {"2004-11-09_11-33-20_part001.dv", "2004-11-09_11-43-21_part002.dv"})
+        together += qv::test::readFile(parts / name);
+    EXPECT_TRUE(together == qv::test::readFile(tape));
+    const auto again = qv::test::run(split);
+    EXPECT_NE(again.exitCode, 0);
+    EXPECT_THAT(again.err, HasSubstr("exists; nothing was written"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(parts), fs::directory_iterator()), 2);
+}
