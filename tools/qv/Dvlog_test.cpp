@@ -14,15 +14,7 @@ namespace {
 
 std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
 
-// Two recordings with a pause between them; nothing is damaged, so that other programs copy it too.
-fs::path makeTape(const std::string& name = "tape.dv") {
-    qv::test::Tape tape = qv::test::makeSteadyTape(1, 60, 0);
-    for (size_t i = 0; i < tape.frames.size(); ++i) {
-        auto& frame = tape.frames[i];
-        frame.corruptPacks = 0;
-        if (i >= 25) frame.clock = *frame.clock + 600;
-        frame.start = i == 25;
-    }
+fs::path written(const qv::test::Tape& tape, const std::string& name) {
     std::mt19937 random(1);
     std::vector<BYTE> bytes;
     std::string all;
@@ -33,6 +25,18 @@ fs::path makeTape(const std::string& name = "tape.dv") {
     const auto path = qv::test::home() / name;
     qv::test::writeFile(path, all);
     return path;
+}
+
+// Two recordings with a pause between them; nothing is damaged, so that other programs copy it too.
+fs::path makeTape() {
+    qv::test::Tape tape = qv::test::makeSteadyTape(1, 60, 0);
+    for (size_t i = 0; i < tape.frames.size(); ++i) {
+        auto& frame = tape.frames[i];
+        frame.corruptPacks = 0;
+        if (i >= 25) frame.clock = *frame.clock + 600;
+        frame.start = i == 25;
+    }
+    return written(tape, "tape.dv");
 }
 
 json logOf(const std::string& file) {
@@ -94,4 +98,39 @@ TEST(DvlogCommand, FoldersAndPartsOfOthersStay) {
     EXPECT_NE(again.exitCode, 0);
     EXPECT_THAT(again.err, HasSubstr("exists; nothing was written"));
     EXPECT_EQ(std::distance(fs::directory_iterator(parts), fs::directory_iterator()), 2);
+}
+
+TEST(DvlogCommand, TheJsonHasTheDocumentedForm) {
+    if (qv::test::run({"python3", "-c", "import jsonschema"}).exitCode != 0)
+        GTEST_SKIP() << "python3-jsonschema is not installed";
+    const auto check = [](const json& log) {
+        qv::test::writeFile(qv::test::home() / "log.json", log.dump());
+        return qv::test::run(
+            {"python3", "-c",
+             "import json, sys, jsonschema\n"
+             "jsonschema.validate(json.load(open(sys.argv[1])), json.load(open(sys.argv[2])))",
+             qv::test::home() / "log.json", QV_TAPE_LOG_SCHEMA});
+    };
+    for (const unsigned seed : {4u, 3u}) { // the second has a clock that was never set
+        json log = logOf(written(qv::test::makeMixedTape(seed), "mixed.dv"));
+        json some; // the judge is slow
+        for (size_t i = 0; i < log["frames"].size(); i += 13) some.push_back(log["frames"][i]);
+        log["frames"] = some;
+        const auto whole = check(log);
+        EXPECT_EQ(whole.exitCode, 0) << whole.err.substr(0, 2000);
+        log["frames"][0]["timecode"] = "24:00:00:00";
+        EXPECT_NE(check(log).exitCode, 0);
+        log["frames"][0]["timecode"] = nullptr;
+        EXPECT_NE(check(log).exitCode, 0) << "empty without a reason";
+        log["frames"][0]["timecodeUnknown"] = "absent";
+        EXPECT_EQ(check(log).exitCode, 0);
+    }
+    const std::string page = qv::test::readFile(QV_TAPE_LOG_PAGE);
+    const json schema = json::parse(qv::test::readFile(QV_TAPE_LOG_SCHEMA));
+    for (const char* kind : {"frame", "scene"}) {
+        for (const auto& [name, unused] : schema["$defs"][kind]["properties"].items()) {
+            if (name.ends_with("Unknown")) continue; // told once for all
+            EXPECT_NE(page.find("`" + name + "`"), std::string::npos) << name;
+        }
+    }
 }
