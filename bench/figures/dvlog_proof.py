@@ -96,6 +96,8 @@ def true_cues(log):
 
 
 def read_subtitles(path):
+    if "-->" not in path.read_text():  # a tape without any date; ffprobe takes no file without a cue
+        return
     answer = subprocess.run(["ffprobe", "-v", "error", "-show_packets", "-show_data", "-of", "json", path], check=True,
                             capture_output=True, text=True).stdout
     for packet in json.loads(answer)["packets"]:

@@ -216,15 +216,17 @@ DvTape::~DvTape() = default;
 std::unique_ptr<DvTape> DvTape::open(std::unique_ptr<TapeStream> stream, const char* path,
                                      DvTapeError& error) {
     const auto bytes = stream->peek(dvFrameBytes(DvSystem::Pal));
+    const bool isAvi = bytes.size() >= 12 && std::memcmp(bytes.data(), "RIFF", 4) == 0 &&
+                       std::memcmp(&bytes[8], "AVI ", 4) == 0;
+    const bool isRaw = startsDvFrame(bytes);
+    void* const movie = isAvi || isRaw || !path ? nullptr : QVTLAVIFileOpen(path, 0);
     std::unique_ptr<Source> source;
-    if (bytes.size() >= 12 && std::memcmp(bytes.data(), "RIFF", 4) == 0 &&
-        std::memcmp(&bytes[8], "AVI ", 4) == 0) {
+    if (isAvi) {
         source = std::make_unique<AviSource>(std::move(stream));
-    } else if (bytes.size() >= 3 && startsDvFrame(bytes)) {
-        source = std::make_unique<RawSource>(std::move(stream));
-    } else if (void* movie = path ? QVTLAVIFileOpen(path, 0) : nullptr) {
+    } else if (movie) {
         source = std::make_unique<MovieSource>(movie);
-    } else if (isFrame(bytes) || distanceToFrame(*stream) > 0) { // a capture that begins within a frame
+    } else if (isRaw || isFrame(bytes) ||
+               distanceToFrame(*stream) > 0) { // a capture may begin within a frame
         source = std::make_unique<RawSource>(std::move(stream));
     } else {
         error = DvTapeError::NoDv;

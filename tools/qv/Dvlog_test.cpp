@@ -22,7 +22,7 @@ fs::path written(const qv::test::Tape& tape, const std::string& name) {
         qv::test::makeFrame(frame, random, bytes);
         all.append(bytes.begin(), bytes.end());
     }
-    const auto path = qv::test::home() / name;
+    fs::path path = qv::test::home() / name;
     qv::test::writeFile(path, all);
     return path;
 }
@@ -105,11 +105,9 @@ TEST(DvlogCommand, TheJsonHasTheDocumentedForm) {
         GTEST_SKIP() << "python3-jsonschema is not installed";
     const auto check = [](const json& log) {
         qv::test::writeFile(qv::test::home() / "log.json", log.dump());
-        return qv::test::run(
-            {"python3", "-c",
-             "import json, sys, jsonschema\n"
-             "jsonschema.validate(json.load(open(sys.argv[1])), json.load(open(sys.argv[2])))",
-             qv::test::home() / "log.json", QV_TAPE_LOG_SCHEMA});
+        const std::string judge = "import json, sys, jsonschema\n"
+                                  "jsonschema.validate(*[json.load(open(name)) for name in sys.argv[1:]])";
+        return qv::test::run({"python3", "-c", judge, qv::test::home() / "log.json", QV_TAPE_LOG_SCHEMA});
     };
     for (const unsigned seed : {4u, 3u}) { // the second has a clock that was never set
         json log = logOf(written(qv::test::makeMixedTape(seed), "mixed.dv"));
