@@ -127,10 +127,8 @@ CString QVTLReplaceInformationString(const char* path) {
     if (!qv::supportCache().find(kEntry, identity)) return {};
     const Texts texts = textsOf(path);
     if (texts.isEmpty()) return {};
-    auto* known = qv::supportCache().find(kEntry, identity);
-    known->longText = texts.longText;
-    known->shortText = texts.shortText;
-    return known->shortText;
+    qv::supportCache().replaceTexts(kEntry, identity, texts.longText, texts.shortText);
+    return texts.shortText;
 }
 
 void QVTLSetInformationString(const char* path, const char* text) {

@@ -59,6 +59,24 @@ Checksum checksumOf(const std::string& check, const std::vector<BYTE>& bytes) {
     return sum;
 }
 
+// An element that reading would refuse would end the reading of all behind it.
+bool isStorable(const SupportElement& element) {
+    constexpr DWORD kFixedParts = 256;
+    const auto texts = element.identity.fullPath.str().size() + element.longText.str().size() +
+                       element.shortText.str().size();
+    return texts <= kLargestElement - kFixedParts;
+}
+
+void writeElement(CArchive& archive, const std::string& check, const SupportElement& element) {
+    CMemFile bytes;
+    CArchive inner(&bytes, CArchive::store);
+    storeElement(inner, element);
+    inner.Close();
+    const Checksum sum = checksumOf(check, bytes.Bytes());
+    archive << static_cast<DWORD>(bytes.Bytes().size()) << sum.low() << sum.high();
+    archive.Write(bytes.Bytes().data(), static_cast<unsigned>(bytes.Bytes().size()));
+}
+
 bool readElement(CArchive& archive, const std::string& check, SupportElement& element) {
     DWORD size = 0, low = 0, high = 0;
     archive >> size >> low >> high;
@@ -86,29 +104,40 @@ SupportCache::SupportCache() = default;
 SupportCache::~SupportCache() = default;
 
 std::map<std::string, SupportEntry>& SupportCache::entries() {
-    touched_ = true;
     if (file_) {
-        readEntries();
+        changed_ = !readEntries() || changed_;
         file_.reset();
     }
     return entries_;
 }
 
-SupportElement* SupportCache::find(const std::string& check, const QVFILESTATUS& identity) {
+const SupportElement* SupportCache::find(const std::string& check, const QVFILESTATUS& identity) {
     auto& entry = entries()[check];
     const auto found = entry.find(identity);
     return found == entry.end() ? nullptr : &found->second;
 }
 
-SupportElement& SupportCache::insert(const std::string& check, SupportElement element) {
+const SupportElement& SupportCache::insert(const std::string& check, SupportElement element) {
     const QVFILESTATUS identity = element.identity;
-    return entries()[check].try_emplace(identity, std::move(element)).first->second;
+    const auto [place, isNew] = entries()[check].try_emplace(identity, std::move(element));
+    changed_ = changed_ || isNew;
+    return place->second;
+}
+
+void SupportCache::replaceTexts(const std::string& check, const QVFILESTATUS& identity, CString longText,
+                                CString shortText) {
+    auto& entry = entries()[check];
+    const auto found = entry.find(identity);
+    if (found == entry.end()) return;
+    found->second.longText = std::move(longText);
+    found->second.shortText = std::move(shortText);
+    changed_ = true;
 }
 
 void SupportCache::clear() {
     file_.reset();
     entries_.clear();
-    touched_ = true;
+    changed_ = true;
 }
 
 size_t SupportCache::size() {
@@ -131,7 +160,8 @@ void SupportCache::open(const std::string& path) {
     }
 }
 
-void SupportCache::readEntries() {
+// False when something in the file was damaged.
+bool SupportCache::readEntries() {
     try {
         CArchive archive(file_.get(), CArchive::load, 1 << 18);
         DWORD checks = 0;
@@ -142,41 +172,37 @@ void SupportCache::readEntries() {
             archive >> check >> elements;
             for (; elements > 0; --elements) {
                 SupportElement element;
-                if (!readElement(archive, check.str(), element)) return;
+                if (!readElement(archive, check.str(), element)) return false;
                 SupportEntry& entry = entries_[check.str()];
                 const QVFILESTATUS identity = element.identity;
                 entry.try_emplace(entry.end(), identity, std::move(element)); // they come sorted
             }
         }
+        return true;
     } catch (const std::exception&) {
-        // What was read before the damage stays.
+        return false; // what was read before the damage stays
     }
 }
 
 void SupportCache::save(const std::string& path) {
-    entries();
     CMemFile memory;
     try {
         CArchive archive(&memory, CArchive::store, 1 << 18);
-        archive << LONG{QVIsPal()} << kVersion << static_cast<DWORD>(entries_.size());
+        archive << LONG{QVIsPal()} << kVersion << static_cast<DWORD>(entries().size());
         for (const auto& [check, entry] : entries_) {
-            archive << CString(check) << static_cast<DWORD>(entry.size());
+            std::vector<const SupportElement*> stored;
             for (const auto& [identity, element] : entry) {
-                CMemFile bytes;
-                CArchive inner(&bytes, CArchive::store);
-                storeElement(inner, element);
-                inner.Close();
-                const Checksum sum = checksumOf(check, bytes.Bytes());
-                archive << static_cast<DWORD>(bytes.Bytes().size()) << sum.low() << sum.high();
-                archive.Write(bytes.Bytes().data(), static_cast<unsigned>(bytes.Bytes().size()));
+                if (isStorable(element)) stored.push_back(&element);
             }
+            archive << CString(check) << static_cast<DWORD>(stored.size());
+            for (const auto* element : stored) writeElement(archive, check, *element);
         }
         archive.Close();
     } catch (const std::exception&) {
         return;
     }
     AtomicFile file(path);
-    if (file.write(memory.Bytes().data(), memory.Bytes().size())) static_cast<void>(file.commit());
+    if (file.write(memory.Bytes().data(), memory.Bytes().size()) && file.commit()) changed_ = false;
 }
 
 namespace {
@@ -211,7 +237,7 @@ void openSupportCache() { supportCache().open(supportCachePath()); }
 
 void closeSupportCache() {
     if (!processCache) return;
-    if (processCache->isTouched() && isMainApplication()) processCache->save(supportCachePath());
+    if (processCache->isChanged() && isMainApplication()) processCache->save(supportCachePath());
     delete processCache;
     processCache = nullptr;
 }

@@ -42,27 +42,30 @@ public:
     ~SupportCache();
 
     // The element of a file in the entry of a check, or null. Stays good until clear().
-    SupportElement* find(const std::string& check, const QVFILESTATUS& identity);
+    const SupportElement* find(const std::string& check, const QVFILESTATUS& identity);
     // Inserts the element where there is none of that file, and answers the one that is there.
-    SupportElement& insert(const std::string& check, SupportElement element);
+    const SupportElement& insert(const std::string& check, SupportElement element);
+    // Gives the element of a file, if there is one, other texts.
+    void replaceTexts(const std::string& check, const QVFILESTATUS& identity, CString longText,
+                      CString shortText);
     void clear();
     size_t size(); // elements of all checks
     const std::map<std::string, SupportEntry>& all() { return entries(); }
 
     // Opens the cache file and checks that it belongs to the current television system and version.
     void open(const std::string& path);
-    // Replaces the cache file. A failure is silent.
+    // Replaces the cache file. A failure is silent. Elements with more than 64 KiB of texts are left out.
     void save(const std::string& path);
-    // Whether anything was asked or changed since open(): otherwise the file is as it would be written.
-    bool isTouched() const { return touched_; }
+    // Whether the file would be written otherwise than it was found: something is new, or was damaged.
+    bool isChanged() const { return changed_; }
 
 private:
     std::map<std::string, SupportEntry>& entries();
-    void readEntries();
+    bool readEntries();
 
     std::map<std::string, SupportEntry> entries_;
     std::unique_ptr<CFile> file_; // opened, its entries not yet read
-    bool touched_ = false;
+    bool changed_ = false;
 };
 
 // The cache of the process, and its file by the settings.

@@ -106,6 +106,23 @@ TEST(SupportCache, GoesRoundThroughItsFile) {
     EXPECT_EQ(trusted(path), 0);
 }
 
+TEST(SupportCache, AnElementTooLargeForItsFileCostsNoOther) {
+    const std::string path = home() / "cache";
+    SupportCache cache;
+    auto large = element("/large", 1);
+    large.shortText = std::string(1 << 16, 'x');
+    cache.insert("check", large);
+    cache.insert("check", element("/small", 2));
+    cache.save(path);
+    SupportCache again;
+    again.open(path);
+    EXPECT_FALSE(again.find("check", large.identity));
+    EXPECT_TRUE(again.find("check", element("/small", 2).identity));
+    EXPECT_FALSE(again.isChanged()) << "asking is no reason to write";
+    again.insert("check", element("/new", 3));
+    EXPECT_TRUE(again.isChanged());
+}
+
 TEST(SupportCache, OtherVersionsAndSystemsAreEmpty) {
     const std::string path = home() / "cache";
     const std::string good = savedCache(path);
@@ -126,6 +143,10 @@ TEST(SupportCache, CutAnywhereItKeepsWhatIsWhole) {
         const int found = trusted(path);
         EXPECT_GE(found, last);
         last = found;
+        SupportCache cache;
+        cache.open(path);
+        cache.size();
+        EXPECT_EQ(cache.isChanged(), size >= 8) << "a damaged file is to be written again";
     }
     EXPECT_EQ(last, 3 * kFiles - 1);
 }

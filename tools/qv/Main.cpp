@@ -37,12 +37,13 @@ constexpr Command kCommands[] = {
      "  qv mtv make clip.mpg --row 0 --date 2005-12-24    makes one by a row of the vendor table\n"
      "  qv mtv link old.mtv renamed.mpg                   links it to the renamed recording",
      qv::cli::setupMtv},
-    {"thumb", "one frame of a movie as a picture",
+    {"thumb", "one frame of a movie or a title as a picture",
      "  qv thumb tape.avi -o first.bmp                     the first frame, in square pixels\n"
      "  qv thumb tape.avi -o t.bmp --frame 100 --size 180x120   frame 100 as a 4:3 picture of 180 x 120\n"
-     "  qv thumb show.mpg -o wide.png --at 00:01:00:00 --size 320x180 --fit fill   one minute in, cropped",
+     "  qv thumb show.mpg -o wide.png --at 00:01:00:00 --size 320x180 --fit fill   one minute in, cropped\n"
+     "  qv thumb hello.tte -o hello.png --frame 30             a title as it stands on its frame 30",
      qv::cli::setupThumb},
-    {"sheet", "a page of small pictures out of a movie",
+    {"sheet", "a page of small pictures out of a movie or a title",
      "  qv sheet tape.avi -o tape.png                          5 x 5 tiles with timecode and recording date\n"
      "  qv sheet show.mpg -o show.jpg --columns 8 --rows 4     32 tiles\n"
      "  qv sheet tape.avi -o big.bmp --tile 360x240 --json     larger ones, and which frames they are",

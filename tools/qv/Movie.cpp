@@ -5,7 +5,6 @@
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/PluginInfo.h"
 #include "qvlibs/timecode/DvFrameInfo.h"
-#include "qvlibs/timecode/QVTimecode.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -81,8 +80,8 @@ std::unique_ptr<Movie> Movie::open(const std::string& path, int& code, std::stri
     std::unique_ptr<Movie> movie(new Movie(path, handle));
     BITMAPINFOHEADER format{};
     if (QVTLAVIGetVideoFormat(handle, &format) == QV_OK) movie->size_ = {format.biWidth, format.biHeight};
-    const bool hasRate = QVTLAVIGetVideoRatio(handle, &movie->rate_, &movie->scale_) == QV_OK;
-    if (!hasRate || movie->scale_ == 0) movie->rate_ = 0, movie->scale_ = 1;
+    const bool hasRate = QVTLAVIGetVideoRatio(handle, &movie->rate_.rate, &movie->rate_.scale) == QV_OK;
+    if (!hasRate || movie->rate_.scale == 0) movie->rate_ = {};
     const SIZE size = movie->size_;
     if (size.cx > 0 && size.cy > 0 && std::max(size.cx, size.cy) <= kLargestSide) return movie;
     code = Damaged;
@@ -99,11 +98,6 @@ bool Movie::isDv() const {
     ULONG code = 0;
     if (QVTLAVIGetFccHeader(handle_, &code) != QV_OK) return false;
     return code == makeFourCC('d', 'v', 's', 'd') || code == makeFourCC('D', 'V', 'S', 'D');
-}
-
-std::string Movie::positionOf(LONG frame) const {
-    const int mode = timecodeMode();
-    return mode == 0 ? std::string() : CQVTimecode(frame, mode).Format(nullptr);
 }
 
 Movie::Tape Movie::tapeOf(LONG frame) const {
@@ -130,36 +124,6 @@ Movie::Tape Movie::tapeOf(LONG frame) const {
         tape.recorded = text.str();
     }
     return tape;
-}
-
-int Movie::timecodeMode() const {
-    const auto is = [&](std::uint64_t rate, std::uint64_t scale) { return rate_ * scale == rate * scale_; };
-    if (is(25, 1)) return TCMODE_PAL;
-    if (is(30, 1)) return TCMODE_NDF;
-    const double fps = static_cast<double>(rate_) / scale_;
-    return std::fabs(fps - 30000 / 1001.0) < 0.002 ? TCMODE_DF : 0;
-}
-
-LONG Movie::frameAt(const std::string& label) const {
-    unsigned hour = 0, minute = 0, second = 0, frame = 0;
-    int used = 0;
-    char between = 0;
-    const int found =
-        std::sscanf(label.c_str(), "%2u:%2u:%2u%c%2u%n", &hour, &minute, &second, &between, &frame, &used);
-    const bool isLabel =
-        found == 5 && static_cast<size_t>(used) == label.size() && std::strchr(":;.", between);
-    if (!isLabel || minute > 59 || second > 59 || rate_ == 0) return -1;
-    const int mode = timecodeMode();
-    const double fps = static_cast<double>(rate_) / scale_;
-    if (frame >= std::ceil(fps)) return -1;
-    if (mode == TCMODE_DF) {
-        CQVTimecode position(LONG{0}, mode);
-        if (position.SetTime(static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second),
-                             static_cast<int>(frame)) != 0)
-            return -1;
-        return position.TotalFrame(mode);
-    }
-    return static_cast<LONG>(std::lround((hour * 3600.0 + minute * 60 + second) * fps) + frame);
 }
 
 DIB_TYPE Movie::typeOf(LONG frame) const {

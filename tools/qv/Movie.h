@@ -1,6 +1,7 @@
 // An open movie for the commands that take frames out of one.
 #pragma once
 
+#include "tools/qv/FrameRate.h"
 #include "tools/qv/Picture.h"
 
 #include <memory>
@@ -22,17 +23,14 @@ public:
     // Counted when it is asked for the first time: some movies must be read to their end for it.
     LONG frames() const;
     SIZE size() const { return size_; } // of a decoded frame
-    ULONG rate() const { return rate_; }
-    ULONG scale() const { return scale_; } // frames a second = rate / scale
+    ULONG rate() const { return rate_.rate; }
+    ULONG scale() const { return rate_.scale; } // frames a second = rate / scale
 
-    // The timecode mode that counts this movie's frames, or 0 when none does.
-    int timecodeMode() const;
-    // The frame that a position HH:MM:SS:FF from the start names; -1 when it is no such text. At 29.97 frames
-    // a second labels are drop-frame: they keep up with the clock.
-    LONG frameAt(const std::string& label) const;
+    const FrameRate& frameRate() const { return rate_; }
+    int timecodeMode() const { return rate_.timecodeMode(); }
+    LONG frameAt(const std::string& label) const { return rate_.frameAt(label); }
+    std::string positionOf(LONG frame) const { return rate_.positionOf(frame); }
 
-    // The label of a frame counted from the start, HH:MM:SS:FF; empty when the rate has none.
-    std::string positionOf(LONG frame) const;
     // What a DV frame itself says, both empty where it does not: the tape's timecode, and when it was recorded as
     // "2024-07-08 19:55:58".
     struct Tape {
@@ -63,8 +61,7 @@ private:
     void* handle_;
     mutable LONG frames_ = -1;
     SIZE size_;
-    ULONG rate_ = 0;
-    ULONG scale_ = 1;
+    FrameRate rate_;
 };
 
 } // namespace qv::cli

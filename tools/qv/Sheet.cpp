@@ -1,6 +1,5 @@
-// qv sheet: a page of small pictures out of a movie, evenly spaced, each with its timecode.
-#include "tools/qv/Movie.h"
-#include "tools/qv/Picture.h"
+// qv sheet: a page of small pictures out of a movie or a title, evenly spaced, each with its timecode.
+#include "tools/qv/Frames.h"
 #include "tools/qv/SmallFont.h"
 
 #include "qvlibs/framework/Status.h"
@@ -38,22 +37,22 @@ struct Sheet {
     LONG top(int row) const { return kGap + row * (tile.cy + labelHeight() + kGap); }
 };
 
-Sheet layOut(const Movie& movie, const Options& options, SIZE tile) {
+Sheet layOut(const Frames& frames, const Options& options, SIZE tile) {
     if (tile.cx == 0) {
-        const SIZE shown = movie.naturalSize(0);
+        const SIZE shown = frames.naturalSize();
         tile.cx = kTileWidth;
         tile.cy =
             std::clamp(static_cast<LONG>(std::lround(static_cast<double>(kTileWidth) * shown.cy / shown.cx)),
                        8, 4 * kTileWidth);
     }
-    Sheet sheet{tile, tile.cx >= kScaledWidth ? 2 : 1, movie.isDv() ? 2 : 1, {}};
+    Sheet sheet{tile, tile.cx >= kScaledWidth ? 2 : 1, frames.areDated() ? 2 : 1, {}};
     sheet.size = {sheet.left(options.columns), sheet.top(options.rows)};
     return sheet;
 }
 
 // The middle frame of each of `count` equal parts.
-LONG frameOf(const Movie& movie, int index, int count) {
-    return static_cast<LONG>((2 * std::int64_t{index} + 1) * movie.frames() / (2 * std::int64_t{count}));
+LONG frameOf(const Frames& frames, int index, int count) {
+    return static_cast<LONG>((2 * std::int64_t{index} + 1) * frames.count() / (2 * std::int64_t{count}));
 }
 
 void paste(const CQVDIB& tile, CQVDIB& page, LONG left, LONG top) {
@@ -68,22 +67,18 @@ void paste(const CQVDIB& tile, CQVDIB& page, LONG left, LONG top) {
 }
 
 // One tile with its label; what was put there, for the JSON result.
-nlohmann::ordered_json addTile(const Movie& movie, const Sheet& sheet, LONG frame, LONG left, LONG top,
+nlohmann::ordered_json addTile(const Frames& frames, const Sheet& sheet, LONG frame, LONG left, LONG top,
                                CQVDIB& page) {
-    const Movie::Tape tape = movie.tapeOf(frame);
-    std::string label = tape.timecode.empty() ? movie.positionOf(frame) : tape.timecode;
-    if (label.empty()) label = "#" + std::to_string(frame);
-    Movie::Layout layout;
-    layout.size = sheet.tile;
-    layout.type = DIB_TYPE_SQUARE;
+    Frames::Label label = frames.labelOf(frame);
+    if (label.position.empty()) label.position = "#" + std::to_string(frame);
     CQVDIB tile;
-    const bool shown = movie.picture(frame, layout, tile);
+    const bool shown = frames.picture(frame, sheet.tile, tile);
     if (shown) paste(tile, page, left, top);
     const LONG text = top + sheet.tile.cy + 2 * sheet.scale;
-    drawText(page, left, text, sheet.scale, label);
-    drawText(page, left, text + (kLetterHeight + 2) * sheet.scale, sheet.scale, tape.recorded);
-    nlohmann::ordered_json entry = {{"frame", frame}, {"label", label}, {"shown", shown}};
-    if (!tape.recorded.empty()) entry["recorded"] = tape.recorded;
+    drawText(page, left, text, sheet.scale, label.position);
+    drawText(page, left, text + (kLetterHeight + 2) * sheet.scale, sheet.scale, label.recorded);
+    nlohmann::ordered_json entry = {{"frame", frame}, {"label", label.position}, {"shown", shown}};
+    if (!label.recorded.empty()) entry["recorded"] = label.recorded;
     return entry;
 }
 
@@ -93,10 +88,10 @@ int run(const Options& options, const Common& common) {
         return error(Usage, "\"" + options.tile + "\" is no size such as 180x135");
     if (!canSavePicture(options.out)) return NotSupported;
     int code = Done;
-    const auto movie = Movie::open(options.movie, code);
-    if (!movie) return code;
-    if (movie->frames() <= 0) return error(Damaged, options.movie + ": the movie has no frames");
-    const Sheet sheet = layOut(*movie, options, tile);
+    const auto frames = Frames::open(options.movie, code);
+    if (!frames) return code;
+    if (frames->count() <= 0) return error(Damaged, options.movie + ": there are no frames");
+    const Sheet sheet = layOut(*frames, options, tile);
 
     CQVDIB page;
     const size_t line = static_cast<size_t>(CQVDIB::GetLineBytes(sheet.size.cx, 24));
@@ -113,7 +108,7 @@ int run(const Options& options, const Common& common) {
     for (int i = 0; i < count; ++i) {
         if (interrupted()) return Interrupted;
         progress.show(static_cast<double>(i) / count);
-        tiles.push_back(addTile(*movie, sheet, frameOf(*movie, i, count), sheet.left(i % options.columns),
+        tiles.push_back(addTile(*frames, sheet, frameOf(*frames, i, count), sheet.left(i % options.columns),
                                 sheet.top(i / options.columns), page));
         if (!tiles.back()["shown"]) ++missing;
     }
@@ -135,7 +130,7 @@ int run(const Options& options, const Common& common) {
 
 std::function<int()> setupSheet(CLI::App& app, const Common& common) {
     auto options = std::make_shared<Options>();
-    app.add_option("MOVIE", options->movie, "The movie")->required();
+    app.add_option("MOVIE", options->movie, "The movie, or a title")->required();
     app.add_option("-o,--output", options->out, "The picture to write; its extension picks the format")
         ->required();
     app.add_option("--columns", options->columns, "Tiles side by side")->check(CLI::Range(1, 100));

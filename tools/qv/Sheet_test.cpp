@@ -58,6 +58,17 @@ TEST(Sheet, TilesAreEvenlySpacedAndLabelled) {
     EXPECT_TRUE(readFile(out) == first) << "the same movie gives the same sheet";
 }
 
+TEST(Sheet, TitlesHaveTheirOwnRate) {
+    writeFile(home() / "hello.tte", "[Title]\nRate=25/1\nFrames=100\n[Line]\nText=Hello\n");
+    const auto made = run({buildFolder() / "bin/qv", "sheet", home() / "hello.tte", "-o",
+                           home() / "sheet.bmp", "--json", "--columns", "2", "--rows", "1"});
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const auto tiles = nlohmann::json::parse(made.out)["tiles"];
+    EXPECT_EQ(tiles[0]["label"], "00:00:01:00");
+    EXPECT_EQ(tiles[1]["label"], "00:00:03:00");
+    EXPECT_TRUE(tiles[1]["shown"]);
+}
+
 TEST(Sheet, BadInputIsOneLineAndLeavesNothing) {
     writeFile(home() / "text.avi", "no movie");
     const std::string out = home() / "sheet.bmp";

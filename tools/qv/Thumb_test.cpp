@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 using namespace qv::test;
 using testing::HasSubstr;
 
@@ -113,6 +115,36 @@ TEST(Thumb, FramesAreFoundByNumberAndPosition) {
         ASSERT_EQ(picture.AttachMapFile(out().c_str(), 1), 1);
         EXPECT_TRUE(isNear(picture.GetPixel(20, 20), row.isWhite ? kWhite : kRed));
     }
+}
+
+TEST(Thumb, TitlesAreRenderedAndPicturesResized) {
+    const std::string title = home() / "hello.tte";
+    writeFile(title, "[Title]\nSize=320x180\nRate=25/1\nFrames=50\nKey=#102030\n"
+                     "[Line]\nText=Hello\nHeight=90\nFrom=25\n");
+    const auto coloursAt = [&](std::vector<std::string> where) {
+        const auto made = thumb(title, where);
+        EXPECT_EQ(made.exitCode, 0) << made.err;
+        CQVDIB picture;
+        EXPECT_EQ(picture.Load(out().c_str(), 0), 0u);
+        std::set<ULONG> colours;
+        for (int y = 0; y < picture.GetHeight(); ++y) {
+            for (int x = 0; x < picture.GetWidth(); ++x) colours.insert(picture.GetPixel(x, y));
+        }
+        return colours;
+    };
+    EXPECT_EQ(coloursAt({}), std::set<ULONG>{0x302010}) << "nothing but the key colour yet";
+    EXPECT_GT(coloursAt({"--at", "00:00:01:05"}).size(), 2u);
+    EXPECT_EQ(thumb(title, {"--frame", "50"}).exitCode, 3);
+    EXPECT_EQ(thumb(title, {"--at", "later"}).exitCode, 2);
+    ASSERT_EQ(thumb(title, {"--frame", "30", "--size", "100x50"}).exitCode, 0);
+    std::filesystem::rename(out(), home() / "small.bmp");
+    ASSERT_EQ(thumb(home() / "small.bmp", {"--size", "60x60"}).exitCode, 0) << "a picture, with bars";
+    CQVDIB picture;
+    ASSERT_EQ(picture.Load(out().c_str(), 0), 0u);
+    EXPECT_EQ(picture.GetWidth(), 60);
+    EXPECT_EQ(picture.GetPixel(30, 5), 0u);
+    EXPECT_EQ(picture.GetPixel(1, 30), 0x302010u);
+    EXPECT_EQ(thumb(home() / "small.bmp", {"--frame", "1"}).exitCode, 3);
 }
 
 TEST(Thumb, BadInputIsOneLineAndACode) {

@@ -12,8 +12,8 @@ Title::Title(std::unique_ptr<CPluginInfo> plugin, ULONG stream)
     : plugin_(std::move(plugin)), stream_(stream) {
     BITMAPINFOHEADER format{};
     if (plugin_->GetVideoFormat(stream_, &format) == QV_OK) size_ = {format.biWidth, format.biHeight};
-    const bool hasRate = plugin_->GetVideoRate(stream_, &rate_, &scale_) == QV_OK;
-    if (!hasRate || scale_ == 0) rate_ = 0, scale_ = 1;
+    const bool hasRate = plugin_->GetVideoRate(stream_, &rate_.rate, &rate_.scale) == QV_OK;
+    if (!hasRate || rate_.scale == 0) rate_ = {};
     frames_ = std::max(static_cast<LONG>(plugin_->GetTotalFrames(stream_)), LONG{0});
 }
 
@@ -27,7 +27,9 @@ std::unique_ptr<Title> Title::open(const std::string& path) {
 
 std::string Title::module() const { return moduleName(*plugin_); }
 
-double Title::seconds() const { return rate_ ? static_cast<double>(frames_) * scale_ / rate_ : 0; }
+double Title::seconds() const {
+    return rate_.rate ? static_cast<double>(frames_) * rate_.scale / rate_.rate : 0;
+}
 
 bool Title::picture(LONG frame, SIZE size, CQVDIB& out) const {
     const auto line = static_cast<size_t>(CQVDIB::GetLineBytes(size.cx, 24));
@@ -43,7 +45,7 @@ int describeTitle(const std::string& path, nlohmann::ordered_json& facts, std::s
     facts["module"] = title->module();
     facts["width"] = title->size().cx;
     facts["height"] = title->size().cy;
-    facts["rate"] = std::to_string(title->rate()) + "/" + std::to_string(title->scale());
+    facts["rate"] = std::to_string(title->rate().rate) + "/" + std::to_string(title->rate().scale);
     facts["frames"] = title->frames();
     facts["seconds"] = rounded3(title->seconds());
     return Done;

@@ -3,6 +3,7 @@
 
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/plugins/PluginInfo.h"
+#include "tools/qv/FrameRate.h"
 
 #include <memory>
 #include <string>
@@ -20,8 +21,7 @@ public:
     std::string module() const;
     SIZE size() const { return size_; } // of its own pictures
     LONG frames() const { return frames_; }
-    ULONG rate() const { return rate_; }
-    ULONG scale() const { return scale_; } // frames a second = rate / scale
+    const FrameRate& rate() const { return rate_; }
     double seconds() const;
 
     // Renders a frame over the key colour at the given size, 24 bits. False when it cannot be rendered.
@@ -33,8 +33,7 @@ private:
     ULONG stream_;
     SIZE size_{};
     LONG frames_ = 0;
-    ULONG rate_ = 0;
-    ULONG scale_ = 1;
+    FrameRate rate_;
 };
 
 } // namespace qv::cli
