@@ -198,7 +198,7 @@ std::string tape() {
     static const auto* const made = [] {
         auto* path = new std::string(folder() / "tape.avi");
         const std::string command = "ffmpeg -v error -f lavfi -i testsrc=s=720x480:r=30000/1001 -f lavfi -i "
-                                    "sine=r=48000 -ac 2 -t 1 -c:v dvvideo -pix_fmt yuv411p " +
+                                    "sine=r=48000 -ac 2 -c:a pcm_s16le -t 1 -c:v dvvideo -pix_fmt yuv411p " +
                                     *path;
         if (std::system(command.c_str()) != 0) path->clear();
         return path;

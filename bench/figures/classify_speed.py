@@ -40,7 +40,7 @@ def make_files():
     os.mkdir(folder)
     tape = f"{folder}/0.avi"
     subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=s=720x480:r=30000/1001", "-f", "lavfi", "-i",
-                    "sine=r=48000", "-ac", "2", "-frames:v", "10", "-c:v", "dvvideo", "-pix_fmt", "yuv411p", tape],
+                    "sine=r=48000", "-ac", "2", "-c:a", "pcm_s16le", "-frames:v", "10", "-c:v", "dvvideo", "-pix_fmt", "yuv411p", tape],
                    check=True)
     os.utime(tape, (time.time() - 3600,) * 2)
     for number in range(1, FILES):  # one content under many names: what is known is known by name

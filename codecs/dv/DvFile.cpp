@@ -1,4 +1,5 @@
 #include "codecs/dv/DvFile.h"
+#include "codecs/common/OpenToRead.h"
 
 #include "qvlibs/util/Bytes.h"
 
@@ -56,7 +57,7 @@ std::array<std::uint8_t, 6 * kDifBlock> firstBytes(const AviBytes& bytes, size_t
     return start;
 }
 
-int openForReading(const char* path) { return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
+int openForReading(const char* path) { return qv::codec::openToRead(path); }
 
 } // namespace
 

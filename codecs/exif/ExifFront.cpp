@@ -1,6 +1,7 @@
 // exif.pbp: Exif properties of JPEG, TIFF, PNG and WebP pictures. This half knows the formats by their first
 // bytes.
 #include "codecs/common/BackEnd.h"
+#include "codecs/common/OpenToRead.h"
 #include "codecs/exif/ExifBackEnd.h"
 
 #include <cerrno>
@@ -33,7 +34,7 @@ bool hasExtension(const char* path) {
 }
 
 bool isPicture(const char* path) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = qv::codec::openToRead(path);
     if (file < 0) return errno == ENOENT && hasExtension(path); // the target of a copy that is to be made
     char bytes[16] = {};
     const ssize_t got = read(file, bytes, sizeof bytes);

@@ -1,3 +1,4 @@
+#include "codecs/common/OpenToRead.h"
 #include "codecs/sound/ExactSources.h"
 
 #include <fcntl.h>
@@ -102,7 +103,7 @@ private:
 } // namespace
 
 std::unique_ptr<SoundSource> openMpeg(const char* path) {
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = qv::codec::openToRead(path);
     if (file < 0) return nullptr;
     auto source = std::make_unique<MpegSource>(file);
     struct stat status;

@@ -1,4 +1,5 @@
 // Sounds through libsndfile, except the kinds of ExactSources.h.
+#include "codecs/common/OpenToRead.h"
 #include "codecs/sound/Downmix.h"
 #include "codecs/sound/ExactSources.h"
 #include "codecs/sound/Sound.h"
@@ -164,7 +165,7 @@ bool looksLikeVorbis(int file) {
 
 std::unique_ptr<SoundSource> open(const char* path) {
     // Opened here, because a name like "-" has a meaning of its own to the library.
-    const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = qv::codec::openToRead(path);
     if (descriptor < 0) return nullptr;
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {

@@ -1,5 +1,6 @@
 // The exports of every sound module. docs/sounds.md says what the numbers mean.
 #include "codecs/common/BackEnd.h"
+#include "codecs/common/OpenToRead.h"
 #include "codecs/common/Tickets.h"
 #include "codecs/sound/Sound.h"
 #include "codecs/sound/SoundStream.h"
@@ -34,7 +35,7 @@ std::string extensionOf(const std::string& path) {
 
 // Cheap, and without the codec library: every module is asked about every file.
 bool mayBeMine(const char* path) {
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = qv::codec::openToRead(path);
     if (file < 0) return false;
     unsigned char head[16];
     const ssize_t got = ::read(file, head, sizeof head);

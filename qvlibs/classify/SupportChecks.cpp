@@ -9,7 +9,6 @@
 #include "qvlibs/media/QVMovie.h"
 #include "qvlibs/media/TitleFamily.h"
 #include "qvlibs/platform/FileTimes.h"
-#include "qvlibs/platform/FileUse.h"
 #include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/util/Qvfiletools.h"
 
@@ -192,7 +191,7 @@ void rememberText(const char* name, const QVFILESTATUS& before, const char* text
     const char* path = before.fullPath.GetString();
     if (!QVTLGetStatus(path, now) || IdentityOrder{}(before, now) || IdentityOrder{}(now, before)) return;
     const bool recent = std::time(nullptr) - std::int64_t{now.lastWriteTime} < kSettled;
-    if (recent || std::strlen(text) > kLongest || isFileInUse(path)) return;
+    if (recent || std::strlen(text) > kLongest) return;
     SupportElement element;
     element.identity = std::move(now);
     element.longText = text;

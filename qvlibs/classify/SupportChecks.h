@@ -62,8 +62,7 @@ QVLIBS_API bool savesSupportCache();
 
 // A text that a program keeps about a file beside the checks, under a name of its own, until the file changes.
 // recallText: false when there is none for the file as it is. rememberText: keeps it unless the file is no longer as
-// `before`, taken before it was looked into, was changed within the last seconds, is in use, or the text is longer
-// than 32 KiB.
+// `before`, taken before it was looked into, was written within the last seconds, or the text is longer than 32 KiB.
 QVLIBS_API bool recallText(const char* name, const QVFILESTATUS& status, CString& text);
 QVLIBS_API void rememberText(const char* name, const QVFILESTATUS& before, const char* text);
 
