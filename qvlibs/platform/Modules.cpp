@@ -9,8 +9,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 namespace qv {
@@ -37,16 +40,25 @@ std::string folderOf(const std::string& path) {
     return path.substr(0, slash ? slash : 1);
 }
 
-} // namespace
+// Exports that were found, each thread's own: a call of a module takes longer to look up than to make. What was found
+// counts as long as no module was let go since.
+struct FoundExport {
+    HMODULE module;
+    std::uint64_t age;
+    void* address;
+    char name[40];
+};
+constexpr size_t kFoundExports = 64;
+constinit thread_local FoundExport foundExports[kFoundExports] = {};
+constinit std::atomic<std::uint64_t> modulesLetGo{1};
 
-HMODULE loadModule(const std::string& path) { return handleOf(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)); }
-
-void freeModule(HMODULE module) {
-    if (module) dlclose(module);
+FoundExport& placeOf(HMODULE module, const char* name, size_t length) {
+    size_t hash = reinterpret_cast<std::uintptr_t>(module) / 64;
+    for (size_t i = 0; i < length; ++i) hash = hash * 31 + static_cast<unsigned char>(name[i]);
+    return foundExports[hash % kFoundExports];
 }
 
-void* moduleExport(HMODULE module, const char* name) {
-    if (!module) return nullptr;
+void* lookUp(HMODULE module, const char* name) {
     void* const address = dlsym(module, name);
     if (!address) return nullptr;
     link_map* own = nullptr;
@@ -55,6 +67,31 @@ void* moduleExport(HMODULE module, const char* name) {
     if (dlinfo(module, RTLD_DI_LINKMAP, &own) != 0) return nullptr;
     if (dladdr1(address, &info, &owner, RTLD_DL_LINKMAP) == 0) return nullptr;
     return owner == own ? address : nullptr;
+}
+
+} // namespace
+
+HMODULE loadModule(const std::string& path) { return handleOf(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)); }
+
+void freeModule(HMODULE module) {
+    if (!module) return;
+    dlclose(module);
+    modulesLetGo.fetch_add(1, std::memory_order_release);
+}
+
+void* moduleExport(HMODULE module, const char* name) {
+    if (!module) return nullptr;
+    const size_t length = std::strlen(name);
+    FoundExport& found = placeOf(module, name, length);
+    const std::uint64_t age = modulesLetGo.load(std::memory_order_acquire);
+    if (found.module == module && found.age == age && std::strcmp(found.name, name) == 0)
+        return found.address;
+    void* const address = lookUp(module, name);
+    if (length < sizeof found.name) {
+        found = {module, age, address, {}};
+        std::memcpy(found.name, name, length);
+    }
+    return address;
 }
 
 bool matchesPattern(std::string_view name, std::string_view pattern) {

@@ -1,4 +1,5 @@
-// One call of a module's export: looked up by name at the moment of the call, never kept.
+// One call of a module's export: looked up by name at the moment of the call, so that a module may be reloaded between
+// two calls.
 #pragma once
 
 #include "qvlibs/platform/Modules.h"
