@@ -19,7 +19,7 @@ constexpr Command kCommands[] = {
     {"cache", "the cache of what is known about files",
      "  qv cache show           where it is, and how many files each check knows\n"
      "  qv cache show --json    the same as JSON\n"
-     "  qv cache clear          forgets everything",
+     "  qv cache clear          forgets everything, when the setting MainApplication names qv",
      qv::cli::setupCache},
     {"estimate", "what fits on a drive, how large an output becomes",
      "  qv estimate space dv /video               how long a DV capture may become there\n"
@@ -86,8 +86,8 @@ constexpr Command kCommands[] = {
      "  qv tc diff 10:00:00:00 09:59:58:12     48 (30 frames a second, or 25 on a PAL system)",
      qv::cli::setupTc},
     {"settings", "the settings: look, change, carry over, check",
-     "  qv settings list Common                        what is stored of the common settings\n"
      "  qv settings set Common LiveFeedFPS 25          stores a number; get prints it again\n"
+     "  qv settings list Common                        what is stored of the common settings\n"
      "  qv settings export -o mine.txt                 all of them as text; qv settings import mine.txt",
      qv::cli::setupSettings},
     {"stg", "pictures in compound files, and what else such files hold",
