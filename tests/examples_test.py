@@ -37,6 +37,7 @@ def prepare(folder, home):
     for name in ("clip.mpg", "renamed.mpg", "old.mpg"):
         make("-i", "show.mpg", "-t", "1", "-c", "copy", name)
     (folder / "letter.txt").write_text("Dear aunt")
+    (folder / "hello.tte").write_text("[Title]\nFrames=90\n[Line]\nText=Hello\n")
     (folder / "report.doc").write_bytes(b"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1 and nothing else")
     for name, content in (("Pictures", "IMG_0815.jpg"), ("tapes", "tape.avi")):
         (folder / name).mkdir()
