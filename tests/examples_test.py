@@ -1,4 +1,6 @@
-"""Runs every example of "qv COMMAND --help" as a shell would, in a folder that holds the files it names."""
+"""Runs every example of "qv COMMAND --help" as a shell would, in a folder that holds the files it names, and again with
+--json where the schema has something to say of what comes."""
+import json
 import os
 import pathlib
 import re
@@ -6,8 +8,15 @@ import shutil
 import subprocess
 import sys
 import tempfile
+from urllib.parse import quote
+
+import jsonschema
 
 qv = pathlib.Path(sys.argv[1]).resolve()
+documented = json.loads(pathlib.Path(sys.argv[2]).read_text())["$defs"]
+# Commands whose examples leave out what the schema tells of.
+MORE = ["qv tc add 00:00:59:29 1 --mode df", "qv settings get Common LiveFeedFPS", "qv settings doctor",
+        "qv mtv vendors", "qv stg check thumbs.stg", "qv plugins check tape.avi", "qv sheet hello.tte -o hello.png", "qv thumb in.bmp -o in.png"]
 
 
 def run(command, folder, home):
@@ -56,6 +65,22 @@ def examples(command):
             yield re.split(r"   +|(?<=\S)  (?=[a-z0-9])", line.strip(), maxsplit=1)
 
 
+def against_schema(example, folder, home):
+    """Nothing, or what is wrong with the example's JSON."""
+    words = example.split(">")[0].split()
+    name = next((name for name in (" ".join(words[1:3]), words[1]) if name in documented), None)
+    if words[0] != "qv" or name is None:
+        return []
+    done = run(" ".join(words) + ("" if "--json" in words else " --json"), folder, home)
+    try:
+        jsonschema.validate(json.loads(done.stdout), {"$defs": documented, "$ref": f"#/$defs/{quote(name)}"})
+    except (json.JSONDecodeError, jsonschema.ValidationError) as error:
+        return [f"{example} --json: {str(error).splitlines()[0]} {done.stderr.strip()}"]
+    judged.add(name)
+    return []
+
+
+judged = set()
 with tempfile.TemporaryDirectory() as place:
     place = pathlib.Path(place)
     ready = place / "ready"
@@ -80,6 +105,18 @@ with tempfile.TemporaryDirectory() as place:
                 (folder / "clip.mtv").unlink()
             if done.returncode != expected:
                 wrong.append(f"{example}: exit code {done.returncode}, {done.stderr.strip()}")
+            # What makes something is asked in a folder where it is not there yet.
+            again = folder / "again"
+            shutil.copytree(ready, again)
+            if command == "mtv":
+                run("qv mtv make clip.mpg --row 0" if "show" in example else "true", again, home)
+            if expected == 0:
+                wrong += against_schema(example.replace("/video", "."), again, home)
+            shutil.rmtree(again)
         shutil.rmtree(folder)
-    print("\n".join(wrong) or f"{count} examples of {len(commands)} commands run")
+    for example in MORE:
+        wrong += against_schema(example, ready, place / "settings-home")
+    unused = {name for name in documented if "properties" in (rule := documented[name]).keys() | rule.get("items", {}).keys()}
+    wrong += [f"nothing was held against the schema of {name}" for name in unused - judged]
+    print("\n".join(wrong) or f"{count} examples of {len(commands)} commands run, {len(judged)} kinds of JSON held against the schema")
     sys.exit(1 if wrong or count < 3 * len(commands) else 0)

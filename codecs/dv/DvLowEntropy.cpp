@@ -2,7 +2,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "codecs/dv/DvCodes.h"
 #include "codecs/dv/DvEntropy.h"
@@ -40,56 +39,58 @@ constexpr int kValueShifts[5] = {0, 8, 16, 32, 40};
 
 class LowTable {
 public:
-    LowTable() : entries_(kShortCodes) {
+    constexpr LowTable() {
+        std::size_t page = 1;
         for (const std::size_t component : {kLuma, kColour}) {
-            for (std::size_t mode = 0; mode < 2; ++mode) addScan(component, mode);
+            for (std::size_t mode = 0; mode < 2; ++mode) {
+                const LowScan& scan = kLowScans[component][mode];
+                first_[component][mode] = page * kShortCodes;
+                for (int position = 0; position < scan.last; ++position, ++page) {
+                    for (std::size_t bits = 0; bits < kShortCodes; ++bits)
+                        entries_[page * kShortCodes + bits] =
+                            entryFor(scan, first_[component][mode], position, bits);
+                }
+            }
         }
     }
-    const std::uint64_t* entries() const { return entries_.data(); }
-    std::uint64_t first(std::size_t component, std::size_t mode) const { return first_[component][mode]; }
+    constexpr const std::uint64_t* entries() const { return entries_.data(); }
+    constexpr std::uint64_t first(std::size_t component, std::size_t mode) const {
+        return first_[component][mode];
+    }
 
 private:
-    void addScan(std::size_t component, std::size_t mode) {
-        const LowScan& scan = kLowScans[component][mode];
-        first_[component][mode] = entries_.size();
-        for (int position = 0; position < scan.last; ++position) {
-            for (std::size_t bits = 0; bits < kShortCodes; ++bits)
-                entries_.push_back(entryFor(scan, first_[component][mode], position, bits));
+    static constexpr std::uint64_t entryFor(const LowScan& scan, std::size_t first, int position,
+                                            std::size_t bits) {
+        // Past the last one all but one bit of the window are dropped: the first page is hardly touched.
+        constexpr std::uint64_t kDone = std::uint64_t{63} << kBitsShift;
+        std::uint64_t entry = 0;
+        int used = 0;
+        while (position < scan.last) {
+            const std::size_t index = bits << used & (kShortCodes - 1);
+            const Code& code = kCodes.at[index];
+            if (index >= kLongFrom >> (64 - kShortBits) || code.length > kShortBits - used) {
+                return entry | static_cast<std::uint64_t>(used) << kBitsShift |
+                       (first + static_cast<std::size_t>(position) * kShortCodes) << kNextShift;
+            }
+            if (code.advance == 0) break;
+            used += code.length;
+            position += code.advance;
+            for (std::size_t i = 0; i < 5; ++i) {
+                if (scan.positions[i] == position)
+                    entry |= static_cast<std::uint64_t>(static_cast<std::uint8_t>(code.level))
+                             << kValueShifts[i];
+            }
         }
+        return entry | kDone;
     }
-    static std::uint64_t entryFor(const LowScan& scan, std::size_t first, int position, std::size_t bits);
 
-    std::vector<std::uint64_t> entries_;
+    static constexpr std::size_t kPages = 1 + 4 + 8 + 9 + 18; // one for each position before a scan's last
+    std::array<std::uint64_t, kPages * kShortCodes> entries_{};
     std::size_t first_[2][2] = {};
 };
 
-std::uint64_t LowTable::entryFor(const LowScan& scan, std::size_t first, int position, std::size_t bits) {
-    // Past the last one all but one bit of the window are dropped: the first page is hardly touched.
-    constexpr std::uint64_t kDone = std::uint64_t{63} << kBitsShift;
-    std::uint64_t entry = 0;
-    int used = 0;
-    while (position < scan.last) {
-        const std::size_t index = bits << used & (kShortCodes - 1);
-        const Code& code = kCodes.at[index];
-        if (index >= kLongFrom >> (64 - kShortBits) || code.length > kShortBits - used) {
-            return entry | static_cast<std::uint64_t>(used) << kBitsShift |
-                   (first + static_cast<std::size_t>(position) * kShortCodes) << kNextShift;
-        }
-        if (code.advance == 0) break;
-        used += code.length;
-        position += code.advance;
-        for (std::size_t i = 0; i < 5; ++i) {
-            if (scan.positions[i] == position)
-                entry |= static_cast<std::uint64_t>(static_cast<std::uint8_t>(code.level)) << kValueShifts[i];
-        }
-    }
-    return entry | kDone;
-}
-
-const LowTable& lowTable() {
-    static const LowTable table;
-    return table;
-}
+// Made by the compiler: a program that shows one picture would spend more time on the table than on the picture.
+constexpr LowTable kLowTable;
 
 // --- A block on its way through its scan.
 struct LowLane {
@@ -126,8 +127,7 @@ QVDV_INLINE void step(LowLane& lane, const std::uint64_t* entries) {
 
 // `count` blocks side by side. Two look-ups are all that most blocks need.
 template <int count, std::size_t component>
-QVDV_INLINE void readBlocks(const std::uint8_t* area, int quantisation, const LowTable& table,
-                            LowValues* out) {
+QVDV_INLINE void readBlocks(const std::uint8_t* area, int quantisation, LowValues* out) {
     constexpr int kBytes = component == kLuma ? kLumaBytes : kColourBytes;
     LowLane lanes[count];
     for (int i = 0; i < count; ++i, area += kBytes) {
@@ -135,12 +135,12 @@ QVDV_INLINE void readBlocks(const std::uint8_t* area, int quantisation, const Lo
         out[i].kind = kindOf(head, quantisation);
         out[i].dc = dcOf(head);
         lanes[i] = {head << kHeaderBits | static_cast<std::uint64_t>(area[8]) << 4 | area[9] >> 4, 0,
-                    table.first(component, out[i].kind.fieldMode), 0};
+                    kLowTable.first(component, out[i].kind.fieldMode), 0};
     }
     // Answers whether any of them wants more.
     const auto steps = [&](int rounds) {
         for (int round = 0; round < rounds; ++round) {
-            for (LowLane& lane : lanes) step(lane, table.entries());
+            for (LowLane& lane : lanes) step(lane, kLowTable.entries());
         }
         std::uint64_t unfinished = 0;
         for (const LowLane& lane : lanes) unfinished |= lane.next;
@@ -162,17 +162,17 @@ QVDV_INLINE void readBlocks(const std::uint8_t* area, int quantisation, const Lo
     for (int i = 0; i < count; ++i) {
         if (lanes[i].next == 0) continue;
         const std::size_t mode = out[i].kind.fieldMode;
-        const auto position = static_cast<int>((lanes[i].next - table.first(component, mode)) / kShortCodes);
+        const auto position =
+            static_cast<int>((lanes[i].next - kLowTable.first(component, mode)) / kShortCodes);
         readCodes(lanes[i], kLowScans[component][mode], position, out[i]);
     }
 }
 
 QVDV_INLINE bool readLowValuesIn(const std::uint8_t* block, std::array<LowValues, 6>& out) {
     if (isDamaged(block)) return false;
-    const LowTable& table = lowTable();
     const int quantisation = block[3] & 15;
-    readBlocks<4, kLuma>(block + 4, quantisation, table, out.data());
-    readBlocks<2, kColour>(block + 4 + 4 * kLumaBytes, quantisation, table, out.data() + 4);
+    readBlocks<4, kLuma>(block + 4, quantisation, out.data());
+    readBlocks<2, kColour>(block + 4 + 4 * kLumaBytes, quantisation, out.data() + 4);
     return true;
 }
 

@@ -256,6 +256,7 @@ int run(const Options& options, const Common& common) {
     AtomicFile file(options.out);
     if (!file.isOpen() || !file.write(png.data(), png.size()) || !file.commit())
         return error(Failed, options.out + ": " + std::strerror(file.error()));
+    if (common.json) printJson({{{"file", options.files[0]}, {"state", "made"}, {"picture", options.out}}});
     return Done;
 }
 

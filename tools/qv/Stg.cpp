@@ -107,9 +107,9 @@ nlohmann::ordered_json describe(IStorage* root, const std::string& path, const S
     row["modified"] = timeText(element.mtime);
     LONG time = 0, low = 0, high = 0;
     if (row["kind"] != "picture") return row;
-    if (CQVDIB::ReadFileTimeFromStg(root, name, &time) == 0) row["media_time"] = timeText(std::time_t{time});
+    if (CQVDIB::ReadFileTimeFromStg(root, name, &time) == 0) row["mediaTime"] = timeText(std::time_t{time});
     if (CQVDIB::ReadFileSizeFromStg(root, name, low, high) == 0)
-        row["media_size"] =
+        row["mediaSize"] =
             static_cast<std::uint64_t>(static_cast<ULONG>(high)) << 32 | static_cast<ULONG>(low);
     return row;
 }
@@ -139,9 +139,9 @@ int list(const Options& options, const Common& common) {
         std::printf("%-31s  %-7s  %10llu", printable(row["name"]).c_str(),
                     row["kind"].get<std::string>().c_str(), row["size"].get<unsigned long long>());
         if (row.contains("modified")) std::printf("  %-19s", row["modified"].get<std::string>().c_str());
-        if (row.contains("media_size"))
-            std::printf("  of %s, %llu bytes", row.value("media_time", "no time").c_str(),
-                        row["media_size"].get<unsigned long long>());
+        if (row.contains("mediaSize"))
+            std::printf("  of %s, %llu bytes", row.value("mediaTime", "no time").c_str(),
+                        row["mediaSize"].get<unsigned long long>());
         std::printf("\n");
     }
     return Done;
@@ -256,7 +256,7 @@ int check(const Options& options, const Common& common) {
         printJson({{"elements", report.elements},
                    {"problems", problems},
                    {"remarks", remarks},
-                   {"lost_bytes", report.lostBytes}});
+                   {"lostBytes", report.lostBytes}});
     } else {
         for (const auto& text : problems) std::printf("%s\n", printable(text).c_str());
         for (const auto& text : remarks) std::printf("remark: %s\n", printable(text).c_str());

@@ -55,8 +55,8 @@ TEST_F(Stg, PutListGetRemove) {
     EXPECT_EQ(rows[0]["name"], "clip");
     EXPECT_EQ(rows[0]["kind"], "picture");
     EXPECT_EQ(rows[0]["size"], 54 + 600 + 16);
-    EXPECT_EQ(rows[0]["media_time"], "2005-12-24 12:34:56");
-    EXPECT_EQ(rows[0]["media_size"], 12345);
+    EXPECT_EQ(rows[0]["mediaTime"], "2005-12-24 12:34:56");
+    EXPECT_EQ(rows[0]["mediaSize"], 12345);
     EXPECT_THAT(stg({"list", file}).out, HasSubstr("of 2005-12-24 12:34:56, 12345 bytes"));
     EXPECT_THAT(stg({"list", file, "--all"}).out, HasSubstr("clip/size_low"));
     ASSERT_EQ(stg({"get", file, "CLIP", out}).exitCode, 0);
