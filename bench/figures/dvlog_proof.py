@@ -122,8 +122,11 @@ def judge_subtitles(tape, log, form):
 
 
 def label_frames(label, rate):
+    """Frames from zero. Drop-frame labels, with a semicolon, leave out two a minute but for every tenth."""
     hours, minutes, seconds, frames = map(int, re.split("[:;]", label))
-    return ((hours * 60 + minutes) * 60 + seconds) * rate + frames
+    minutes += hours * 60
+    left_out = 2 * (minutes - minutes // 10) if ";" in label else 0
+    return (minutes * 60 + seconds) * rate + frames - left_out
 
 
 def judge_edl(tape, log):
