@@ -119,18 +119,19 @@ bool isLostSound(const BYTE* block) {
     return std::memcmp(block + 8, kLost16, 8) == 0 || std::memcmp(block + 8, kLost12, 8) == 0;
 }
 
-// The 15 picture blocks behind a sound block. They are nine tenths of a tape, so no branch is taken for them.
+// The 15 picture blocks behind a sound block. They are nine tenths of a tape and nearly always whole, so all are looked
+// at together before any is.
 void countPicture(const BYTE* blocks, int group, int sequence, DvFrameInfo& info) {
     const DWORD first = addressOf(Video, 15 * group) | sequenceBits(sequence);
-    int missing = 0, damaged = 0;
+    const auto wrongOf = [&](DWORD i) { return firstWord(blocks + i * kBlock) ^ (first + (i << 16)); };
+    DWORD anyWrong = 0;
+    for (DWORD i = 0; i < 15; ++i) anyWrong |= wrongOf(i);
+    if ((anyWrong & (kAddressBits | kStatusBits)) == 0) return;
     for (DWORD i = 0; i < 15; ++i) {
-        const DWORD wrong = firstWord(blocks + i * kBlock) ^ (first + (i << 16));
-        const bool isMissing = (wrong & kAddressBits) != 0;
-        missing += isMissing;
-        damaged += !isMissing & ((wrong & kStatusBits) != 0);
+        const bool isMissing = (wrongOf(i) & kAddressBits) != 0;
+        info.missing += isMissing;
+        info.damagedVideo += !isMissing && (wrongOf(i) & kStatusBits) != 0;
     }
-    info.missing += missing;
-    info.damagedVideo += damaged;
 }
 
 // Header, two subcode and three VAUX blocks, then nine times one block of sound and 15 of picture.
