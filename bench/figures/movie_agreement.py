@@ -33,11 +33,13 @@ def of_qv(path):
     if not found:
         return None
     facts = found[0]
+    if "width" not in facts:
+        return None
     width, height, shape = facts["width"], facts["height"], facts["shape"]
     shown = {"4:3": 4 / 3, "16:9": 16 / 9, "16:9 between bars in 4:3": 4 / 3}.get(shape, width / height)
-    sound = re.match(r"(\d+) Hz, (\d+) ch", facts.get("sound", ""))
+    sound = facts.get("sound")
     return {"width": width, "height": height, "shown as": shown, "rate": ratio(facts["rate"]), "frames": facts["frames"],
-            "seconds": facts["seconds"], "sound rate": float(sound[1]) if sound else None}
+            "seconds": facts["seconds"], "sound rate": float(sound["rate"]) if sound else None}
 
 
 def of_ffprobe(path):
