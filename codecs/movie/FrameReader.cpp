@@ -30,9 +30,12 @@ bool FrameReader::open() {
 }
 
 const AVFrame* FrameReader::frame(std::uint32_t number) {
-    if (!index_.hasTimes()) return counted(number);
-    const auto wanted = index_.find(number);
-    return wanted ? timed(*wanted) : nullptr;
+    const AVFrame* found = nullptr;
+    if (!index_.hasTimes())
+        found = counted(number);
+    else if (const auto wanted = index_.find(number))
+        found = timed(*wanted);
+    return bytesNow() < bytes_ ? nullptr : found;
 }
 
 const AVFrame* FrameReader::timed(const IndexedFrame& wanted) {

@@ -9,12 +9,14 @@ class FrameReader {
 public:
     // `input` is the open movie, not yet read. The index must outlive the reader.
     FrameReader(std::string path, FrameIndex& index, std::unique_ptr<MovieInput> input)
-        : path_(std::move(path)), index_(index), input_(std::move(input)) {}
+        : path_(std::move(path)), index_(index), input_(std::move(input)), bytes_(bytesNow()) {}
 
-    // Good until the next call; null when there is no such frame or it cannot be decoded.
+    // Good until the next call; null when there is no such frame, it cannot be decoded, or the file was cut since it
+    // was opened: decoders make pictures of what is left, but not the right ones.
     const AVFrame* frame(std::uint32_t number);
 
 private:
+    std::int64_t bytesNow() const { return input_ ? avio_size(input_->format()->pb) : 0; }
     bool open();
     const AVFrame* timed(const IndexedFrame& wanted);
     const AVFrame* counted(std::uint32_t number);
@@ -27,6 +29,7 @@ private:
     std::string path_;
     FrameIndex& index_;
     std::unique_ptr<MovieInput> input_;
+    std::int64_t bytes_; // of the file when it was opened
     Ffmpeg<AVCodecContext> decoder_;
     Ffmpeg<AVFrame> frame_;
     Ffmpeg<AVPacket> packet_;

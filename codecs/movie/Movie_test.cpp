@@ -161,6 +161,36 @@ TEST(Movie, AFrameReachedByJumpingIsTheFrameReachedByCounting) {
     }
 }
 
+TEST(Movie, AFileCutWhileItIsOpenGivesNoPictureOrTheRightOne) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});
+    const struct {
+        const char* name;
+        std::vector<std::string> codec;
+    } rows[] = {{"a.avi", {"-c:v", "mpeg4", "-bf", "2", "-g", "24"}},
+                {"a.mpg", {"-c:v", "mpeg2video", "-bf", "2", "-g", "24"}}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string path = home() / row.name;
+        std::vector<std::string> options = {"-f", "lavfi", "-i", "testsrc2=s=320x240:r=25:d=4"};
+        options.insert(options.end(), row.codec.begin(), row.codec.end());
+        make(path, options);
+        std::vector<std::string> right;
+        {
+            const Movie whole(path);
+            for (LONG i = 0; i < 100; ++i) right.push_back(whole.frame(i));
+        }
+        const Movie cut(path);
+        EXPECT_TRUE(cut.frame(5) == right[5]);
+        std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+        for (LONG number = 99; number >= 0; --number) {
+            const std::string picture = cut.frame(number);
+            EXPECT_TRUE(picture.empty() || picture == right[static_cast<size_t>(number)])
+                << "frame " << number;
+        }
+    }
+}
+
 TEST(Movie, ShapesTurnsAndFields) {
     QV_NEEDS_PROGRAM("ffmpeg");
     restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});
