@@ -53,8 +53,22 @@ void printJson(const nlohmann::ordered_json& document) {
     std::printf("%s\n", text.c_str());
 }
 
+namespace {
+
+// "1:05 left ", once enough is done to tell.
+std::string timeLeft(double share, long long elapsed) {
+    constexpr long long kEnough = 2000; // milliseconds
+    if (elapsed < kEnough || share < 0.01 || share >= 1) return {};
+    const auto seconds = static_cast<long long>(static_cast<double>(elapsed) * (1 - share) / share / 1000);
+    char text[40];
+    std::snprintf(text, sizeof text, "%lld:%02lld left ", seconds / 60, seconds % 60);
+    return text;
+}
+
+} // namespace
+
 Progress::Progress(const Common& common, std::string what)
-    : what_(std::move(what)), shown_(!common.quiet && isatty(STDERR_FILENO) == 1) {}
+    : what_(std::move(what)), shown_(!common.quiet && isatty(STDERR_FILENO) == 1), began_(milliseconds()) {}
 
 Progress::~Progress() { hide(); }
 
@@ -74,7 +88,8 @@ void Progress::show(double share, const std::string& detail) {
         constexpr size_t kWidth = 24;
         const auto full = static_cast<size_t>(std::clamp(share, 0.0, 1.0) * kWidth);
         bar = std::string(kWidth, '.').replace(0, full, full, '#');
-        bar = "[" + bar + "] " + std::to_string(static_cast<int>(share * 100)) + "% ";
+        bar = "[" + bar + "] " + std::to_string(static_cast<int>(share * 100)) + "% " +
+              timeLeft(share, now - began_);
     }
     std::fprintf(stderr, "\r\033[K%s %s%s", what_.c_str(), bar.c_str(), detail.c_str());
     std::fflush(stderr);

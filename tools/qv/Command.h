@@ -64,7 +64,8 @@ public:
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    // `share` is 0..1, or below 0 when the end is not known; `detail` stands behind it. Cheap to call often.
+    // `share` is 0..1, or below 0 when the end is not known; `detail` stands behind it, and the time left before it.
+    // Cheap to call often.
     void show(double share, const std::string& detail = {});
     // Erases the line before something else is printed; the next show() draws it again.
     void hide();
@@ -73,7 +74,8 @@ private:
     std::string what_;
     bool shown_;
     bool drawn_ = false;
-    long long last_ = 0; // milliseconds of the last drawing
+    long long began_;    // milliseconds
+    long long last_ = 0; // ... of the last drawing
 };
 
 // From the first call on, Ctrl-C does not end the process but makes this true; the command then stops, leaves

@@ -241,6 +241,7 @@ int runCache(const Options& options, const Common& common) {
             all.push_back(
                 {{"file", options.files[i]}, {"state", entry->state}, {"picture", entry->path.native()}});
         } else {
+            progress.hide();
             message(common, options.files[i] + ": " + entry->state);
         }
     }
