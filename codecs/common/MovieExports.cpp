@@ -64,6 +64,17 @@ BITMAPINFOHEADER pictureHeader(MovieStream::Size size) {
 
 #define QV_MOVIE_EXPORT extern "C" QV_PLUGIN_EXPORT
 
+QV_MOVIE_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
+    *error = QV_PLUGIN_OK;
+    return static_cast<uint32_t>(kMovieExtensions.size());
+}
+
+QV_MOVIE_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
+    if (index >= kMovieExtensions.size()) return QV_PLUGIN_FAILED;
+    std::strcpy(text, kMovieExtensions[index]);
+    return QV_PLUGIN_OK;
+}
+
 QV_MOVIE_EXPORT QVSTREAM OpenR(const char* path, uint32_t mode) {
     try {
         auto movie = path ? openMovie(path, mode) : nullptr;

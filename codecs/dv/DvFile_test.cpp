@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 using namespace qv;
 using namespace qv::test;
@@ -42,19 +41,6 @@ std::string put(const std::string& name, const std::string& bytes) {
 int numberIn(DvFile& file, std::uint32_t frame) {
     const std::uint8_t* bytes = file.frame(frame);
     return bytes ? bytes[60000] : -1;
-}
-
-std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::vector<std::vector<std::string>> rows;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> cells;
-        std::stringstream parts(line);
-        for (std::string cell; std::getline(parts, cell, '\t');) cells.push_back(cell);
-        cells.resize(20);
-        rows.push_back(cells);
-    }
-    return rows;
 }
 
 std::string soundOf(DvFile& file) {
@@ -182,7 +168,7 @@ TEST(DvFile, SoundOfATypeTwoFileIsReadAcrossChunks) {
 TEST(DvFile, SoundOfRecordingsIsWhatAnotherDecoderHears) {
     QV_NEEDS_MEDIA(media);
     QV_NEEDS_PROGRAM("md5sum");
-    const auto rows = readTable(media / "dv/expected_files.tsv");
+    const auto rows = qv::test::readTable(media / "dv/expected_files.tsv");
     ASSERT_GT(rows.size(), 5u);
     for (size_t i = 1; i < rows.size(); ++i) {
         SCOPED_TRACE(rows[i][0]);

@@ -7,7 +7,6 @@
 #include "qvlibs/framework/Strings.h"
 
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <string_view>
 #include <unistd.h>
@@ -29,6 +28,8 @@ bool isFreeAviName(const char* path) {
 
 namespace qv::codec {
 
+const std::span<const char* const> kMovieExtensions = kExtensions;
+
 std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t /*mode*/) {
     auto file = DvFile::open(path);
     return file ? std::make_unique<DvStream>(std::move(file)) : nullptr;
@@ -37,17 +38,6 @@ std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t /*mode*/)
 } // namespace qv::codec
 
 extern "C" {
-
-QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
-    *error = QV_PLUGIN_OK;
-    return std::size(kExtensions);
-}
-
-QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
-    if (index >= std::size(kExtensions)) return QV_PLUGIN_FAILED;
-    std::strcpy(text, kExtensions[index]);
-    return QV_PLUGIN_OK;
-}
 
 QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
     try {

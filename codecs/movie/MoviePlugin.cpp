@@ -8,10 +8,8 @@
 #include "codecs/movie/MovieKind.h"
 
 #include <array>
-#include <cstring>
 #include <exception>
 #include <fcntl.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,6 +42,8 @@ const MovieBackEnd* backEnd() {
 
 namespace qv::codec {
 
+const std::span<const char* const> kMovieExtensions = kExtensions;
+
 std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t mode) {
     if (!isMovie(path) || !backEnd()) return nullptr;
     return std::unique_ptr<MovieStream>(backEnd()->open(path, mode));
@@ -52,17 +52,6 @@ std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t mode) {
 } // namespace qv::codec
 
 extern "C" {
-
-QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
-    *error = QV_PLUGIN_OK;
-    return std::size(kExtensions);
-}
-
-QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
-    if (index >= std::size(kExtensions)) return QV_PLUGIN_FAILED;
-    std::strcpy(text, kExtensions[index]);
-    return QV_PLUGIN_OK;
-}
 
 QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
     if (isMovie(path)) *supported = 1;

@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
-#include <sstream>
 
 using namespace qv::test;
 
@@ -51,19 +50,6 @@ std::vector<double> meanRgb(const Movie& movie, const std::string& bits) {
     return sum;
 }
 
-std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::vector<std::vector<std::string>> rows;
-    for (std::string line; std::getline(in, line);) {
-        std::vector<std::string> cells;
-        std::stringstream parts(line);
-        for (std::string cell; std::getline(parts, cell, '\t');) cells.push_back(cell);
-        cells.resize(28);
-        rows.push_back(cells);
-    }
-    return rows;
-}
-
 enum Column : size_t { File = 0, Rate = 12, Frames = 14, SoundRate = 18, First = 21 };
 
 void make(const std::string& path, const std::vector<std::string>& options) {
@@ -79,7 +65,7 @@ void make(const std::string& path, const std::vector<std::string>& options) {
 TEST(Movie, FramesRatesAndColoursAreThoseOfOtherReaders) {
     QV_NEEDS_MEDIA(media);
     restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});
-    const auto rows = readTable(media / "movies/expected_movies.tsv");
+    const auto rows = qv::test::readTable(media / "movies/expected_movies.tsv");
     ASSERT_GT(rows.size(), 10u);
     for (size_t i = 1; i < rows.size(); ++i) {
         const auto& row = rows[i];

@@ -171,6 +171,19 @@ RunResult run(const std::vector<std::string>& command, const std::vector<std::st
     return result;
 }
 
+std::vector<std::vector<std::string>> readTable(const fs::path& path) {
+    std::ifstream in(path);
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(in, line);) {
+        std::vector<std::string> cells;
+        std::istringstream parts(line);
+        for (std::string cell; std::getline(parts, cell, '\t');) cells.push_back(cell);
+        if (!rows.empty()) cells.resize(rows.front().size());
+        rows.push_back(cells);
+    }
+    return rows;
+}
+
 std::string readFile(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};

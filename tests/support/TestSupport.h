@@ -44,6 +44,8 @@ RunResult run(const std::vector<std::string>& command, const std::vector<std::st
 
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
+// The cells of a table with tabs, its header among the rows; rows that end early have empty cells up to its width.
+std::vector<std::vector<std::string>> readTable(const std::filesystem::path& path);
 
 } // namespace qv::test
 
