@@ -28,11 +28,14 @@ ULONG colourOption() { return QVGetProfileInt("Common", "ComplusionDR219RGB", 0)
 } // namespace
 
 std::unique_ptr<DvWriter> DvWriter::create(const char* path, bool pal) {
-    // The headers wait for the first frame, which tells of the sound; that the file can be made shows now.
-    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // The headers wait for the first frame, which tells of the sound; that the file can be made shows now. A file that
+    // is there keeps its content until then.
+    const bool isNew = access(path, F_OK) != 0;
+    const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     if (descriptor < 0) return nullptr;
     ::close(descriptor);
     std::unique_ptr<DvWriter> writer(new DvWriter(path, pal));
+    writer->isNew_ = isNew;
     writer->given_ = pcmFormat(48000, 2);
     return writer;
 }
@@ -133,7 +136,7 @@ void DvWriter::resetEncoder() {
 bool DvWriter::close() {
     closed_ = true;
     if (avi_) return avi_->close();
-    return unlink(path_.c_str()) == 0; // nothing was written: nothing stays
+    return !isNew_ || unlink(path_.c_str()) == 0; // nothing was written: nothing stays, and nothing is lost
 }
 
 } // namespace qv

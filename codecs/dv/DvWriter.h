@@ -49,6 +49,7 @@ private:
     std::vector<std::uint8_t> dif_;
     std::vector<std::uint8_t> pcm_;
     void* encoder_ = nullptr;
+    bool isNew_ = false; // there was no file of the name
     bool closed_ = false;
 };
 

@@ -181,6 +181,15 @@ TEST(DvWriter, WhatItCannotWriteItRefuses) {
     EXPECT_TRUE(std::filesystem::exists(target()));
     EXPECT_EQ(QVTLAVICloseCreateAVI(out), 0u);
     EXPECT_FALSE(std::filesystem::exists(target())) << "nothing was written, nothing stays";
+    void* const first = QVTLAVIInitCreateAVI(target().c_str(), 0);
+    EXPECT_EQ(QVTLAVIWriteDIF(first, frameNumber(0, false).data(), nullptr, 0), 0u);
+    EXPECT_EQ(QVTLAVICloseCreateAVI(first), 0u);
+    const std::string movie = readFile(target());
+    void* const over = QVTLAVIInitCreateAVI(target().c_str(), 0);
+    ASSERT_NE(over, nullptr);
+    EXPECT_EQ(QVTLAVICloseCreateAVI(over), 0u);
+    EXPECT_TRUE(readFile(target()) == movie) << "a movie over which nothing was written stays";
+    std::filesystem::remove(target());
 
     const std::unique_ptr<CPluginInfo> plugin(LoadVideoCodecPlugIn(target().c_str()));
     const ULONG closed = plugin->OpenW(target().c_str(), 0);
