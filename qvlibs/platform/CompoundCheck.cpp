@@ -11,16 +11,16 @@ constexpr size_t kMostProblems = 100;
 
 class Checker {
 public:
-    Checker(File& file, CheckResult& result) : file_(file), result_(result) {
+    explicit Checker(File& file) : file_(file) {
         used_.resize(static_cast<size_t>(file.fat().fileSectors()));
     }
 
-    HRESULT run() {
+    CheckResult run() {
         checkTables();
         if (file_.header().miniCutoff != kMiniCutoff) problem("the limit of small streams is not 4096 bytes");
         checkStorages();
         countUnused();
-        return S_OK;
+        return std::move(result_);
     }
 
 private:
@@ -102,6 +102,8 @@ private:
                 problem("storage \"" + path + "\": its elements cannot be listed");
                 continue;
             }
+            if (!valid && file_.directory().sortByName(ids) < 0)
+                problem("storage \"" + path + "\": two elements have one name");
             for (const EntryId id : ids) {
                 Entry entry;
                 if (file_.directory().read(id, entry) < 0) continue;
@@ -144,19 +146,17 @@ private:
         for (Sector sector = 0; sector < used_.size(); ++sector) {
             Sector entry = kFree;
             if (used_[sector] || file_.fat().next(sector, entry) < 0 || entry == kFree) continue;
-            if (file_.header().offsetOf(sector) / file_.header().sectorSize() !=
-                kLockRange / file_.header().sectorSize())
-                ++result_.unusedSectors;
+            if (!file_.header().isLockSector(sector)) ++result_.unusedSectors;
         }
     }
 
     File& file_;
-    CheckResult& result_;
+    CheckResult result_;
     std::vector<bool> used_, usedPieces_;
 };
 
 } // namespace
 
-HRESULT checkFile(File& file, CheckResult& result) { return Checker(file, result).run(); }
+CheckResult checkFile(File& file) { return Checker(file).run(); }
 
 } // namespace qv::compound

@@ -16,7 +16,7 @@ struct CheckResult {
     std::uint64_t elements = 0;
 };
 
-// Fails only when the file cannot be read; problems are a result.
-[[nodiscard]] HRESULT checkFile(File& file, CheckResult& result);
+// What cannot be read is a problem too.
+[[nodiscard]] CheckResult checkFile(File& file);
 
 } // namespace qv::compound

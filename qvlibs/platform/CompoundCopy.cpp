@@ -83,6 +83,7 @@ HRESULT StorageObject::copyElements(SNB exclude, IStorage* target) {
 HRESULT StorageObject::CopyTo(DWORD excludedClasses, const CLSID* classes, SNB exclude, IStorage* target) {
     if (!target) return STG_E_INVALIDPOINTER;
     if (excludedClasses || classes) return STG_E_INVALIDPARAMETER;
+    if (isReverted()) return STG_E_REVERTED;
     if (depthOf(*this) > kDeepestStorage) return STG_E_INSUFFICIENTMEMORY;
     STATSTG own;
     QV_STG_TRY(Stat(&own, STATFLAG_NONAME));
@@ -95,6 +96,7 @@ HRESULT StorageObject::MoveElementTo(const char* name, IStorage* target, const c
     if (!target || !newName) return STG_E_INVALIDPOINTER;
     if (flags > STGMOVE_COPY) return STG_E_INVALIDFLAG;
     if (isReverted()) return STG_E_REVERTED;
+    if (flags == STGMOVE_MOVE) QV_STG_TRY(checkWrite());
     std::u16string units;
     EntryId id = kNoEntry;
     QV_STG_TRY(lookUp(name, units, id));

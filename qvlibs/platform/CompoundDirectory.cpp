@@ -58,7 +58,7 @@ HRESULT Directory::allocate(EntryId& id) {
     QV_STG_TRY(pages_.count(pages));
     if (unsearched_ > pages) {
         unsearched_ = pages;
-        cursor_ = pages ? header_.changes * 2654435761u % pages : 0;
+        cursor_ = header_.searchStart(pages);
     }
     // Only while none is known: none is found twice.
     for (bool found = free_.empty(); found && unsearched_ > 0 && free_.size() < kEnoughFree;) {

@@ -35,6 +35,8 @@ public:
     // Whether a tree has all that the format asks of it: order, colours, balance.
     [[nodiscard]] HRESULT isValidTree(EntryId storage, bool& valid);
     [[nodiscard]] HRESULT rebuild(EntryId storage);
+    // STG_E_DOCFILECORRUPT when two have one name: only one of them could ever be found.
+    [[nodiscard]] HRESULT sortByName(std::vector<EntryId>& ids);
 
 private:
     struct Step {

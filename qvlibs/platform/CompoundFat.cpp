@@ -50,12 +50,10 @@ Fat::Fat(Disk& disk, const Header& header) : disk_(disk), header_(header) {
     if (pageCount_ == kHeaderFatSectors)
         pageCount_ = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
             header.fatSectors, pageCount_, std::max<std::uint64_t>(fileSectors_, pageCount_)));
-    publishedPages_ = pageCount_;
     nextIndex_ = header.firstDifat;
     groupsLeft_ = end_ / kGroup + 1;
-    // Not always the same place, so that sessions of one change each find what others left.
-    cursor_ = end_ > 0 ? header.changes * 2654435761u % end_ / kGroup * kGroup : 0;
-    tableCursor_ = header.changes * 2654435761u;
+    cursor_ = header.searchStart(end_) / kGroup * kGroup;
+    tableCursor_ = static_cast<std::uint32_t>(header.searchStart(pageCount_));
 }
 
 HRESULT Fat::locate(std::uint32_t page) {
@@ -136,11 +134,6 @@ HRESULT Fat::isFresh(Sector sector, bool& fresh) {
 
 bool Fat::isApart() const { return end_ >= kApartFrom; }
 
-bool Fat::isLockSector(std::uint64_t sector) const {
-    return header_.offsetOf(static_cast<Sector>(sector)) / header_.sectorSize() ==
-           kLockRange / header_.sectorSize();
-}
-
 HRESULT Fat::isForTables(std::uint64_t group, bool& forTables) {
     Page* page = nullptr;
     QV_STG_TRY(load(static_cast<std::uint32_t>(group * kGroup / perPage()), page));
@@ -168,7 +161,7 @@ HRESULT Fat::findInGroup(std::uint64_t from, std::uint64_t to, Use use, std::uin
         mayUse = !forTables;
     }
     for (std::uint64_t s = from; mayUse && s < to && run.count < wanted; ++s) {
-        const bool free = entryAt(page->now, s) == kFree && !isLockSector(s) &&
+        const bool free = entryAt(page->now, s) == kFree && !header_.isLockSector(static_cast<Sector>(s)) &&
                           (page->published.empty() || entryAt(page->published, s) == kFree);
         if (free) {
             if (run.count++ == 0) run.first = static_cast<Sector>(s);
@@ -244,11 +237,12 @@ HRESULT Fat::openTableGroup(std::uint32_t wanted, Run& run) {
 HRESULT Fat::append(std::uint32_t wanted, Run& run) {
     run = {};
     // Files with small sectors end before the range of locks; the others step over it.
-    const std::uint64_t limit = header_.sectorShift == 9 ? kLockRange / 512 - 1 : kMaxSector + 1ull;
+    const std::uint64_t limit = header_.isWide() ? kMaxSector + 1ull : kLockRange / 512 - 1;
     if (end_ >= limit) return STG_E_MEDIUMFULL;
-    if (isLockSector(end_)) QV_STG_TRY(set(static_cast<Sector>(end_++), kEndOfChain));
+    if (header_.isLockSector(static_cast<Sector>(end_)))
+        QV_STG_TRY(set(static_cast<Sector>(end_++), kEndOfChain));
     run.first = static_cast<Sector>(end_);
-    while (run.count < wanted && end_ < limit && !isLockSector(end_)) {
+    while (run.count < wanted && end_ < limit && !header_.isLockSector(static_cast<Sector>(end_))) {
         ++end_;
         ++run.count;
     }
@@ -355,7 +349,6 @@ void Fat::published() {
     opened_.clear();
     indexBytes_.clear();
     indexPlaced_ = false;
-    publishedPages_ = pageCount_;
     fileSectors_ = end_;
     if (lastReleased_ != kFree) {
         cursor_ = lastReleased_ / kGroup * kGroup;

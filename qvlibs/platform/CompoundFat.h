@@ -88,14 +88,12 @@ private:
     [[nodiscard]] HRESULT placePage(std::uint32_t page);
     [[nodiscard]] HRESULT placeIndex(bool& changed);
     bool isApart() const; // tables have groups of their own
-    bool isLockSector(std::uint64_t sector) const;
 
     Disk& disk_;
     const Header& header_;
     std::uint64_t fileSectors_;
     std::uint64_t end_;
-    std::uint32_t pageCount_; // of the state being made
-    std::uint32_t publishedPages_;
+    std::uint32_t pageCount_;   // of the state being made
     std::vector<Sector> where_; // of the first pages, as far as they were asked for
     std::vector<Sector> index_; // sectors that hold where_ beyond the header, as far as known
     Sector nextIndex_;

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 
-#include <time.h>
-
 namespace qv::compound {
 
 std::vector<std::uint8_t> emptyFile(std::uint32_t sectorSize) {
@@ -33,12 +31,16 @@ std::vector<std::uint8_t> emptyFile(std::uint32_t sectorSize) {
     return bytes;
 }
 
-std::uint64_t fileTimeNow() {
+std::uint64_t fileTimeOf(const timespec& time) {
     constexpr std::uint64_t kUnixEpoch = 116444736000000000u;
+    return kUnixEpoch + static_cast<std::uint64_t>(time.tv_sec) * 10000000 +
+           static_cast<std::uint64_t>(time.tv_nsec) / 100;
+}
+
+std::uint64_t fileTimeNow() {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    return kUnixEpoch + static_cast<std::uint64_t>(now.tv_sec) * 10000000 +
-           static_cast<std::uint64_t>(now.tv_nsec) / 100;
+    return fileTimeOf(now);
 }
 
 HRESULT File::readHeader() {
@@ -85,15 +87,10 @@ HRESULT File::prepareChange() {
 
 // Writers that keep to the format's limits leave nothing to repair but trees: some write mere lists.
 HRESULT File::adoptForeign() {
-    CheckResult result;
-    QV_STG_TRY(checkFile(*this, result));
+    const CheckResult result = checkFile(*this);
     if (!result.problems.empty()) return STG_E_DOCFILECORRUPT;
-    for (const EntryId storage : result.unsortedTrees) {
-        if (const HRESULT status = directory_->rebuild(storage); status < 0) {
-            rollBack();
-            return status;
-        }
-    }
+    changed_ = true;
+    for (const EntryId storage : result.unsortedTrees) QV_STG_TRY(directory_->rebuild(storage));
     return S_OK;
 }
 

@@ -6,12 +6,15 @@
 #include <memory>
 #include <vector>
 
+#include <time.h>
+
 namespace qv::compound {
 
 // The bytes of a file without elements, with sectors of 512 or 4096 bytes.
 std::vector<std::uint8_t> emptyFile(std::uint32_t sectorSize);
 
-// Now, in the steps of directory entries.
+// Times in the steps of directory entries.
+std::uint64_t fileTimeOf(const timespec& time);
 std::uint64_t fileTimeNow();
 
 class File {
@@ -27,7 +30,7 @@ public:
 
     Disk& disk() { return *disk_; }
     const Header& header() const { return header_; }
-    bool isWide() const { return header_.sectorShift == 12; } // sizes have 64 bits
+    bool isWide() const { return header_.isWide(); }
     Fat& fat() { return *fat_; }
     Directory& directory() { return *directory_; }
     MiniStream& miniStream() { return *mini_; }

@@ -75,8 +75,17 @@ struct Header {
     std::array<Sector, kHeaderFatSectors> fat{};
 
     std::uint32_t sectorSize() const { return 1u << sectorShift; }
+    bool isWide() const { return sectorShift == 12; } // sizes have 64 bits
     std::uint64_t offsetOf(Sector sector) const {
         return (static_cast<std::uint64_t>(sector) + 1) << sectorShift;
+    }
+    bool isLockSector(Sector sector) const {
+        return offsetOf(sector) >> sectorShift == kLockRange >> sectorShift;
+    }
+    // Where a search among so many begins: not always at the same place, so that sessions of one change each find
+    // what others left.
+    std::uint64_t searchStart(std::uint64_t count) const {
+        return count > 0 ? changes * 2654435761u % count : 0;
     }
 
     // STG_E_INVALIDHEADER for anything that is no compound file, STG_E_OLDFORMAT for its ancestor,

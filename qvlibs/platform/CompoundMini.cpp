@@ -18,11 +18,11 @@ HRESULT MiniStream::load() {
     Entry root;
     QV_STG_TRY(directory_.read(kRootEntry, root));
     content_ = std::make_unique<Chain>(fat_, root.start());
-    pieces_ = std::min<std::uint64_t>(root.size(header_.sectorShift == 12) / kMiniSize, kMaxSector);
+    const std::uint64_t bytes = root.size(header_.isWide());
     // A last piece may be cut short in files of others.
-    if (root.size(header_.sectorShift == 12) % kMiniSize) ++pieces_;
+    pieces_ = std::min<std::uint64_t>(bytes / kMiniSize + (bytes % kMiniSize ? 1 : 0), kMaxSector);
     piecesLeft_ = pieces_;
-    cursor_ = pieces_ > 0 ? header_.changes * 2654435761u % pieces_ : 0;
+    cursor_ = header_.searchStart(pieces_);
     loaded_ = true;
     return S_OK;
 }

@@ -16,8 +16,7 @@ namespace qv::test {
 inline std::string problemsOf(const std::string& path) {
     compound::File file(std::make_unique<compound::Disk>(::open(path.c_str(), O_RDONLY)));
     if (file.open() < 0) return "cannot be opened";
-    compound::CheckResult result;
-    if (compound::checkFile(file, result) < 0) return "cannot be read";
+    const compound::CheckResult result = compound::checkFile(file);
     std::string text;
     for (const auto& list : {result.problems, result.remarks}) {
         for (const auto& line : list) text += line + "\n";

@@ -1,5 +1,7 @@
 #include "qvlibs/platform/CompoundNames.h"
 
+#include "qvlibs/platform/CompoundFormat.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
@@ -109,7 +111,7 @@ std::string toUtf8(std::u16string_view units) {
 }
 
 bool isValidName(std::u16string_view name) {
-    return !name.empty() && name.size() <= 31 && name.find_first_of(u"/\\:!") == name.npos &&
+    return !name.empty() && name.size() <= kMaxNameUnits && name.find_first_of(u"/\\:!") == name.npos &&
            name.find(u'\0') == name.npos;
 }
 

@@ -11,7 +11,7 @@ namespace qv::compound {
 [[nodiscard]] bool toUtf16(std::string_view text, std::u16string& units);
 std::string toUtf8(std::u16string_view units);
 
-// 1 to 31 units, no separators.
+// 1 to kMaxNameUnits units, no separators.
 bool isValidName(std::u16string_view name);
 
 // The capital letter of Unicode 3.0.1, by which the format's writers sort since its beginning: later pairs

@@ -58,7 +58,7 @@ HRESULT StreamObject::Seek(std::int64_t move, DWORD origin, std::uint64_t* posit
     const std::uint64_t base = origin == STREAM_SEEK_SET   ? 0
                                : origin == STREAM_SEEK_CUR ? position_
                                                            : core_->data().size();
-    const auto back = static_cast<std::uint64_t>(-(move + 1)) + 1; // of a negative move
+    const std::uint64_t back = 0 - static_cast<std::uint64_t>(move); // of a negative move
     constexpr auto kFarthest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     if (move < 0 ? back > base : static_cast<std::uint64_t>(move) > kFarthest - std::min(base, kFarthest))
         return STG_E_INVALIDFUNCTION;

@@ -33,7 +33,7 @@ public:
     // Brings the file's tables up to date with what this object holds.
     [[nodiscard]] virtual HRESULT settle() { return S_OK; }
     // The element is gone, or the state that it was opened in.
-    virtual void revert() { reverted_ = true; }
+    void revert() { reverted_ = true; }
 
 protected:
     // Marks a storage as changed now. Roots have the times of their file.
@@ -72,15 +72,14 @@ public:
     // Runs a step that changes something. A failure spoils all changes that are not published yet.
     template <class Step>
     [[nodiscard]] HRESULT change(Step step) {
-        const HRESULT prepared = file_->prepareChange();
-        if (prepared < 0) return prepared;
         HRESULT status;
         try {
-            status = step();
+            status = file_->prepareChange();
+            if (status >= 0) status = step();
         } catch (const std::bad_alloc&) {
             status = STG_E_INSUFFICIENTMEMORY;
         }
-        if (status < 0) spoil(status);
+        if (status < 0 && file_->isChanged()) spoil(status);
         return status;
     }
     // What was changed takes effect. On failure it is taken back and everything but the root is reverted.

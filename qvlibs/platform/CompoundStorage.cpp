@@ -17,11 +17,6 @@ std::uint64_t fromFileTime(const FILETIME& time) {
     return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 
-FILETIME toFileTime(const timespec& time) {
-    constexpr std::int64_t kUnixEpoch = 116444736000000000;
-    return toFileTime(static_cast<std::uint64_t>(kUnixEpoch + time.tv_sec * 10000000 + time.tv_nsec / 100));
-}
-
 } // namespace
 
 void describe(const Entry& entry, bool wide, DWORD flags, STATSTG& stat) {
@@ -295,9 +290,9 @@ HRESULT StorageObject::Stat(STATSTG* stat, DWORD flags) {
     if (!(flags & STATFLAG_NONAME)) stat->pwcsName = root().path();
     struct stat status {};
     if (::fstat(file.disk().descriptor(), &status) == 0) {
-        stat->mtime = toFileTime(status.st_mtim);
-        stat->ctime = toFileTime(status.st_ctim);
-        stat->atime = toFileTime(status.st_atim);
+        stat->mtime = toFileTime(fileTimeOf(status.st_mtim));
+        stat->ctime = toFileTime(fileTimeOf(status.st_ctim));
+        stat->atime = toFileTime(fileTimeOf(status.st_atim));
     }
     return S_OK;
 }

@@ -281,22 +281,26 @@ HRESULT Directory::measure(EntryId storage, EntryId id, size_t depth, int& black
     return S_OK;
 }
 
-HRESULT Directory::rebuild(EntryId storage) {
-    std::vector<EntryId> ids;
-    QV_STG_TRY(list(storage, ids));
+HRESULT Directory::sortByName(std::vector<EntryId>& ids) {
     std::vector<std::pair<std::u16string, EntryId>> named;
     for (const EntryId id : ids) {
         Entry entry;
         QV_STG_TRY(read(id, entry));
         named.emplace_back(entry.name(), id);
     }
-    std::stable_sort(named.begin(), named.end(),
-                     [](const auto& a, const auto& b) { return compareNames(a.first, b.first) < 0; });
+    std::sort(named.begin(), named.end(),
+              [](const auto& a, const auto& b) { return compareNames(a.first, b.first) < 0; });
     for (size_t i = 0; i < named.size(); ++i) {
-        // Two elements of one name: only one of them could ever be found.
         if (i > 0 && compareNames(named[i - 1].first, named[i].first) == 0) return STG_E_DOCFILECORRUPT;
         ids[i] = named[i].second;
     }
+    return S_OK;
+}
+
+HRESULT Directory::rebuild(EntryId storage) {
+    std::vector<EntryId> ids;
+    QV_STG_TRY(list(storage, ids));
+    QV_STG_TRY(sortByName(ids));
     int blackLevels = 0;
     while ((2ull << blackLevels) - 1 <= ids.size()) ++blackLevels;
     EntryId top = kNoEntry;

@@ -115,6 +115,7 @@ TEST_P(BothVersions, StatusesOfElements) {
     EXPECT_EQ(stream->Seek(-1, STREAM_SEEK_SET, nullptr), STG_E_INVALIDFUNCTION);
     EXPECT_EQ(stream->Seek(INT64_MIN, STREAM_SEEK_CUR, nullptr), STG_E_INVALIDFUNCTION);
     EXPECT_EQ(stream->Seek(INT64_MAX, STREAM_SEEK_END, nullptr), STG_E_INVALIDFUNCTION);
+    EXPECT_EQ(stream->Seek(INT64_MAX, STREAM_SEEK_SET, nullptr), S_OK);
     EXPECT_EQ(root->DestroyElement("stream"), S_OK); // ends what is open on it
     EXPECT_EQ(stream->Read(&byte, 1, nullptr), STG_E_REVERTED);
     stream.reset();
@@ -143,6 +144,9 @@ TEST_P(BothVersions, AccessIsWithinTheStoragesOwn) {
     EXPECT_EQ(root->RenameElement("stream", "x"), STG_E_ACCESSDENIED);
     EXPECT_EQ(root->SetClass({}), STG_E_ACCESSDENIED);
     EXPECT_EQ(root->Commit(0), S_OK); // nothing to do
+    const std::string other = (home() / "other.stg").string();
+    EXPECT_EQ(root->MoveElementTo("stream", createFile(other).get(), "x", STGMOVE_MOVE), STG_E_ACCESSDENIED);
+    EXPECT_EQ(readAll(other), Content());
 }
 
 TEST(Storage, ShareModesBetweenOpenersOfOneProcessAndOfTwo) {
@@ -278,6 +282,7 @@ TEST_P(BothVersions, ChangesWaitForWhatIsOpen) {
     root.reset();
     EXPECT_EQ(stream->Write("3", 1, nullptr), STG_E_REVERTED);
     EXPECT_EQ(element->Commit(STGC_DEFAULT), STG_E_REVERTED);
+    EXPECT_EQ(element->CopyTo(0, nullptr, nullptr, element.get()), STG_E_REVERTED);
     EXPECT_EQ(readAll(path).at("element/three"), "3");
 }
 
@@ -473,6 +478,7 @@ TEST(Storage, ChecksNameWhatIsWrong) {
         const Storage root = createFile(path);
         ASSERT_EQ(writeStream(root.get(), "large", pattern(6000, 1)), S_OK);
         ASSERT_EQ(writeStream(root.get(), "small", pattern(60, 1)), S_OK);
+        ASSERT_EQ(writeStream(root.get(), "other", pattern(6000, 2)), S_OK);
     }
     const std::string whole = readFile(path);
     // In the directory's one sector: older ones of it are still in the file.
@@ -490,6 +496,7 @@ TEST(Storage, ChecksNameWhatIsWrong) {
         {"a size beyond the chain", entry + 120, std::string("\0\0\x01\0", 4),
          "stream \"/large\": it is cut short"},
         {"a chain of another", entry + 116, std::string("\1\0\0\0", 4), "stream \"/large\": shares space"},
+        {"the name of another", entry, std::string("s\0m\0a\0l\0l\0", 10), "two elements have one name"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -506,4 +513,14 @@ TEST(Storage, ChecksNameWhatIsWrong) {
     }
     qv::StorageReport report;
     EXPECT_EQ(qv::checkStorageFile((home() / "none").c_str(), report), STG_E_FILENOTFOUND);
+    // The last of them as the work of another program: not changed, and what is open stays open.
+    writeFile(path, readFile(path).replace(0x34, 4, 4, '\0'));
+    const Storage root = openFile(path);
+    Stream stream;
+    std::string bytes(6000, '\0');
+    ASSERT_EQ(root->OpenStream("other", nullptr, kRead, 0, stream.out()), S_OK);
+    ASSERT_EQ(stream->Read(bytes.data(), 10, nullptr), S_OK);
+    EXPECT_EQ(root->SetClass({}), STG_E_DOCFILECORRUPT);
+    ASSERT_EQ(stream->Read(bytes.data() + 10, 5990, nullptr), S_OK);
+    EXPECT_TRUE(bytes == pattern(6000, 2));
 }
