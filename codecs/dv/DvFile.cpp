@@ -1,6 +1,6 @@
 #include "codecs/dv/DvFile.h"
-#include "codecs/common/OpenToRead.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/util/Bytes.h"
 
 #include <algorithm>
@@ -57,12 +57,10 @@ std::array<std::uint8_t, 6 * kDifBlock> firstBytes(const AviBytes& bytes, size_t
     return start;
 }
 
-int openForReading(const char* path) { return qv::codec::openToRead(path); }
-
 } // namespace
 
 std::optional<DvContainer> sniffDvFile(const char* path) {
-    const int descriptor = openForReading(path);
+    const int descriptor = openWithoutWaiting(path, O_RDONLY);
     if (descriptor < 0) return std::nullopt;
     std::optional<DvContainer> found;
     const AviBytes bytes = aviBytesOf(descriptor);
@@ -87,7 +85,7 @@ DvFile::DvFile(int descriptor) : descriptor_(descriptor), bytes_(aviBytesOf(desc
 DvFile::~DvFile() { close(descriptor_); }
 
 std::unique_ptr<DvFile> DvFile::open(const char* path) {
-    const int descriptor = openForReading(path);
+    const int descriptor = openWithoutWaiting(path, O_RDONLY);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<DvFile> file(new DvFile(descriptor));
     if (!file->bytes_.read) return nullptr;

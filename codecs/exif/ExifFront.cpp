@@ -1,8 +1,8 @@
 // exif.pbp: Exif properties of JPEG, TIFF, PNG and WebP pictures. This half knows the formats by their first
 // bytes.
 #include "codecs/common/BackEnd.h"
-#include "codecs/common/OpenToRead.h"
 #include "codecs/exif/ExifBackEnd.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <cerrno>
 #include <cstring>
@@ -34,7 +34,7 @@ bool hasExtension(const char* path) {
 }
 
 bool isPicture(const char* path) {
-    const int file = qv::codec::openToRead(path);
+    const int file = qv::openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return errno == ENOENT && hasExtension(path); // the target of a copy that is to be made
     char bytes[16] = {};
     const ssize_t got = read(file, bytes, sizeof bytes);

@@ -3,9 +3,9 @@
 // Investigate answers "MPG1" and "MPG2" for MPEG video, else the code of the video stream, and the attributes
 // of MovieBackEnd.h.
 #include "codecs/common/BackEnd.h"
-#include "codecs/common/OpenToRead.h"
 #include "codecs/movie/MovieBackEnd.h"
 #include "codecs/movie/MovieKind.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <array>
 #include <exception>
@@ -21,7 +21,7 @@ constexpr const char* kExtensions[] = {"mpg",  "mpeg", "m2p", "vob", "m1v", "m2v
                                        "m2ts", "asf",  "wmv", "avi", "mov", "mp4", "m4v", "mkv"};
 
 bool isMovie(const char* path) {
-    const int descriptor = qv::codec::openToRead(path);
+    const int descriptor = qv::openWithoutWaiting(path, O_RDONLY);
     if (descriptor < 0) return false;
     std::array<std::uint8_t, kMovieHeadBytes> head{};
     struct stat status {};

@@ -1,9 +1,9 @@
 // The exports of every picture module. A file is the module's when its first bytes say so; a name whose file
 // does not exist yet is the module's when its extension is, because it is then about to be written.
 #include "codecs/common/BackEnd.h"
-#include "codecs/common/OpenToRead.h"
 #include "codecs/picture/PictureBackEnd.h"
 #include "codecs/picture/PictureFormat.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <cerrno>
@@ -34,7 +34,7 @@ bool hasExtension(std::string_view path) {
 }
 
 bool isMine(const char* path) {
-    const int file = qv::codec::openToRead(path);
+    const int file = qv::openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return errno == ENOENT && hasExtension(path);
     unsigned char head[64];
     const ssize_t got = read(file, head, kPictureFormat.headBytes);

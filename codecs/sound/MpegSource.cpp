@@ -1,5 +1,5 @@
-#include "codecs/common/OpenToRead.h"
 #include "codecs/sound/ExactSources.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <fcntl.h>
 #include <mpg123.h>
@@ -103,7 +103,7 @@ private:
 } // namespace
 
 std::unique_ptr<SoundSource> openMpeg(const char* path) {
-    const int file = qv::codec::openToRead(path);
+    const int file = qv::openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return nullptr;
     auto source = std::make_unique<MpegSource>(file);
     struct stat status;

@@ -1,8 +1,8 @@
 // Sounds through libsndfile, except the kinds of ExactSources.h.
-#include "codecs/common/OpenToRead.h"
 #include "codecs/sound/Downmix.h"
 #include "codecs/sound/ExactSources.h"
 #include "codecs/sound/Sound.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <cstring>
 #include <string_view>
@@ -165,7 +165,7 @@ bool looksLikeVorbis(int file) {
 
 std::unique_ptr<SoundSource> open(const char* path) {
     // Opened here, because a name like "-" has a meaning of its own to the library.
-    const int descriptor = qv::codec::openToRead(path);
+    const int descriptor = qv::openWithoutWaiting(path, O_RDONLY);
     if (descriptor < 0) return nullptr;
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {

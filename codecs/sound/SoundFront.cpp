@@ -1,10 +1,10 @@
 // The exports of every sound module. docs/sounds.md says what the numbers mean.
 #include "codecs/common/BackEnd.h"
-#include "codecs/common/OpenToRead.h"
 #include "codecs/common/Tickets.h"
 #include "codecs/sound/Sound.h"
 #include "codecs/sound/SoundStream.h"
 #include "qvlibs/framework/MediaHeaders.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ std::string extensionOf(const std::string& path) {
 
 // Cheap, and without the codec library: every module is asked about every file.
 bool mayBeMine(const char* path) {
-    const int file = qv::codec::openToRead(path);
+    const int file = qv::openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return false;
     unsigned char head[16];
     const ssize_t got = ::read(file, head, sizeof head);

@@ -1,12 +1,12 @@
 // Whether a file is a DV AVI that the suite can use: its headers are read, no codec is asked.
 #include "qvlibs/classify/CachedCheck.h"
 #include "qvlibs/classify/MediaTypes.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/platform/AviHeader.h"
 #include "qvlibs/util/Bytes.h"
 
 #include <cstring>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace qv {
@@ -36,7 +36,7 @@ bool isUsableSound(const AviStream& stream) {
 
 int testDvAvi(const char* path, unsigned flags) {
     if (!QVTLCheckExtensionAVI(path) || std::strlen(path) > kLongestPath) return 0;
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+    const int file = openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return 0;
     const auto header = readAviHeader(aviBytesOf(file));
     ::close(file);

@@ -1,5 +1,7 @@
 #include "qvlibs/media/DvSplit.h"
 
+#include "qvlibs/util/AtomicFile.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -120,11 +122,7 @@ struct DvSplit::State {
         size_t linked = 0;
         for (; linked < parts.size() && !error; ++linked) {
             const std::string target = folder + "/" + parts[linked].name.GetString();
-            if (link(temporary(linked).c_str(), target.c_str()) == 0) continue;
-            const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
-            if (hasNoLinks && renameat2(AT_FDCWD, temporary(linked).c_str(), AT_FDCWD, target.c_str(),
-                                        RENAME_NOREPLACE) == 0)
-                continue;
+            if (placeNew(temporary(linked).c_str(), target.c_str())) continue;
             fail(errno, target);
             break;
         }

@@ -1,5 +1,6 @@
 #include "qvlibs/media/MediaProperties.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/media/AudioFamily.h"
@@ -9,7 +10,6 @@
 
 #include <utility>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -42,7 +42,7 @@ int QVTLGetAVITYPE(const CString& path, AVI_TYPE* video, AUD_TYPE* audio) {
     audio->channels = static_cast<ULONG>(channels);
     audio->bits = channels ? static_cast<ULONG>(bits) : 0;
 
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+    const int file = qv::openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return 0;
     const auto header = qv::readAviHeader(qv::aviBytesOf(file));
     ::close(file);

@@ -1,8 +1,11 @@
 #include "qvlibs/platform/CompoundDisk.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +29,21 @@ HRESULT statusOf(int osError, HRESULT otherwise) {
     case ENOMEM: return STG_E_INSUFFICIENTMEMORY;
     default: return otherwise;
     }
+}
+
+HRESULT openFailure(const char* path, int osError) {
+    const auto folder = std::filesystem::path(path).parent_path();
+    std::error_code ignored;
+    if (osError == ENOENT && !folder.empty() && !std::filesystem::exists(folder, ignored))
+        return STG_E_PATHNOTFOUND;
+    return statusOf(osError, STG_E_ACCESSDENIED);
+}
+
+HRESULT Disk::open(const char* path, int access, std::unique_ptr<Disk>& disk) {
+    const int descriptor = openWithoutWaiting(path, access);
+    if (descriptor < 0) return openFailure(path, errno);
+    disk = std::make_unique<Disk>(descriptor);
+    return S_OK;
 }
 
 Disk::Disk(int descriptor) : descriptor_(descriptor) { updateLength(); }

@@ -10,6 +10,8 @@ namespace qv::compound {
 
 class Disk {
 public:
+    // An existing file, without waiting for a pipe or a device. `access` is O_RDONLY or O_RDWR.
+    [[nodiscard]] static HRESULT open(const char* path, int access, std::unique_ptr<Disk>& disk);
     // Takes over the descriptor.
     explicit Disk(int descriptor);
     ~Disk();
@@ -63,5 +65,7 @@ private:
 
 // The status for an errno of a file call; `otherwise` for those that say nothing better.
 HRESULT statusOf(int osError, HRESULT otherwise);
+// The status for a file that could not be opened or made.
+HRESULT openFailure(const char* path, int osError);
 
 } // namespace qv::compound

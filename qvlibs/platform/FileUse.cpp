@@ -1,5 +1,7 @@
 #include "qvlibs/platform/FileUse.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
+
 #include <cerrno>
 
 #include <fcntl.h>
@@ -10,7 +12,7 @@
 namespace qv {
 
 bool isFileInUse(const char* path) {
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return true;
     // A write lease is granted only while there is no other opener. Should one come between asking and giving it back,
     // the holder is sent a signal: SIGIO would end the process, SIGURG is ignored by default.

@@ -2,19 +2,16 @@
 
 #include "qvlibs/platform/CompoundObjects.h"
 #include "qvlibs/platform/CompoundShare.h"
+#include "qvlibs/util/AtomicFile.h"
 
 #include <cerrno>
 #include <memory>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace qv::compound {
 namespace {
-
-constexpr int kAttempts = 1000; // at a name for a file being made
 
 HRESULT checkRootMode(DWORD mode, bool creates) {
     const DWORD access = mode & 3, share = mode & 0x70;
@@ -28,40 +25,11 @@ HRESULT checkRootMode(DWORD mode, bool creates) {
     return alone || (access == STGM_READ && share == STGM_SHARE_DENY_WRITE) ? S_OK : STG_E_INVALIDFLAG;
 }
 
-// A descriptor that closes itself until it is passed on.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    Descriptor(Descriptor&& other) noexcept : number_(other.take()) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    int get() const { return number_; }
-    int take() { return std::exchange(number_, -1); }
-
-private:
-    int number_;
-};
-
-std::string folderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
-
-HRESULT openFailure(const std::string& path) {
-    const HRESULT status = statusOf(errno, STG_E_ACCESSDENIED);
-    struct stat folder {};
-    if (status == STG_E_FILENOTFOUND && ::stat(folderOf(path).c_str(), &folder) != 0)
-        return STG_E_PATHNOTFOUND;
-    return status;
-}
-
-HRESULT openRoot(Descriptor file, const char* path, DWORD mode, IStorage** storage) {
+HRESULT openRoot(std::unique_ptr<Disk> disk, const char* path, DWORD mode, IStorage** storage) {
     struct stat status {};
-    if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return STG_E_INVALIDHEADER;
-    QV_STG_TRY(lockShare(file.get(), mode));
-    auto opened = std::make_unique<File>(std::make_unique<Disk>(file.take()));
+    if (::fstat(disk->descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) return STG_E_INVALIDHEADER;
+    QV_STG_TRY(lockShare(disk->descriptor(), mode));
+    auto opened = std::make_unique<File>(std::move(disk));
     if ((mode & 0x70) != STGM_SHARE_EXCLUSIVE) opened->setShared();
     QV_STG_TRY(opened->open());
     auto root = std::make_shared<Root>(std::move(opened), path, mode & ~STGM_CREATE);
@@ -71,35 +39,26 @@ HRESULT openRoot(Descriptor file, const char* path, DWORD mode, IStorage** stora
 
 // Whether the file that is there may be replaced: nobody may hold it against us.
 HRESULT checkReplaced(const char* path, DWORD mode) {
-    const Descriptor old(::open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC));
-    if (old.get() < 0) return errno == ENOENT ? S_OK : openFailure(path);
+    std::unique_ptr<Disk> old;
+    const HRESULT opened = Disk::open(path, O_RDWR, old);
+    if (opened < 0) return opened == STG_E_FILENOTFOUND ? S_OK : opened;
     struct stat status {};
-    if (::fstat(old.get(), &status) != 0 || !S_ISREG(status.st_mode)) return STG_E_ACCESSDENIED;
-    return lockShare(old.get(), mode);
+    if (::fstat(old->descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) return STG_E_ACCESSDENIED;
+    return lockShare(old->descriptor(), mode);
 }
 
-// Makes the file under a name of its own and moves it to its place when it is whole. `file` is locked by then.
-HRESULT makeFile(const std::string& path, DWORD mode, ULONG sectorSize, int& file) {
-    std::string temporary;
-    file = -1;
-    for (int attempt = 0; file < 0 && attempt < kAttempts; ++attempt) {
-        temporary = folderOf(path) + "/.qv-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
-        file = ::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (file < 0 && errno != EEXIST) return openFailure(path);
-    }
-    if (file < 0) return STG_E_ACCESSDENIED;
+// Makes an empty compound file, which is locked before anybody can see it.
+HRESULT makeFile(const char* path, DWORD mode, ULONG sectorSize, std::unique_ptr<Disk>& disk) {
+    AtomicFile file(path);
+    if (!file.isOpen()) return openFailure(path, file.error());
+    QV_STG_TRY(lockShare(file.descriptor(), mode));
     const auto bytes = emptyFile(sectorSize);
-    HRESULT status = lockShare(file, mode);
-    if (status >= 0 && ::pwrite(file, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
-        status = statusOf(errno, STG_E_MEDIUMFULL);
-    if (status >= 0) {
-        // A link fails where the name is taken, a rename replaces what has it.
-        const int placed = mode & STGM_CREATE ? ::rename(temporary.c_str(), path.c_str())
-                                              : ::link(temporary.c_str(), path.c_str());
-        if (placed != 0) status = statusOf(errno, STG_E_ACCESSDENIED);
-    }
-    if (status < 0 || !(mode & STGM_CREATE)) ::unlink(temporary.c_str());
-    return status;
+    if (!file.write(bytes.data(), bytes.size())) return statusOf(file.error(), STG_E_WRITEFAULT);
+    const int descriptor = ::fcntl(file.descriptor(), F_DUPFD_CLOEXEC, 0); // the locks live on with it
+    if (descriptor < 0) return statusOf(errno, STG_E_ACCESSDENIED);
+    disk = std::make_unique<Disk>(descriptor);
+    const bool placed = mode & STGM_CREATE ? file.commit() : file.commitNew();
+    return placed ? S_OK : statusOf(file.error(), STG_E_ACCESSDENIED);
 }
 
 } // namespace
@@ -120,10 +79,9 @@ HRESULT StgCreateStorageEx(const char* path, DWORD mode, const STGOPTIONS* optio
         QV_STG_TRY(checkReplaced(path, mode));
     else if (::stat(path, &status) == 0)
         return STG_E_FILEALREADYEXISTS;
-    int made = -1;
-    const HRESULT created = makeFile(path, mode, sectorSize, made);
-    Descriptor file(made);
-    return created < 0 ? created : openRoot(std::move(file), path, mode, storage);
+    std::unique_ptr<Disk> disk;
+    QV_STG_TRY(makeFile(path, mode, sectorSize, disk));
+    return openRoot(std::move(disk), path, mode, storage);
 }
 
 HRESULT StgCreateDocfile(const char* path, DWORD mode, DWORD reserved, IStorage** storage) {
@@ -138,20 +96,19 @@ HRESULT StgOpenStorage(const char* path, IStorage* priority, DWORD mode, SNB exc
     if (!path) return STG_E_INVALIDPOINTER;
     if (priority || exclude || reserved) return STG_E_INVALIDPARAMETER;
     QV_STG_TRY(checkRootMode(mode, false));
-    const int access = (mode & 3) == STGM_READ ? O_RDONLY : O_RDWR;
-    Descriptor file(::open(path, access | O_NONBLOCK | O_CLOEXEC));
-    if (file.get() < 0) return openFailure(path);
-    return openRoot(std::move(file), path, mode, storage);
+    std::unique_ptr<Disk> disk;
+    QV_STG_TRY(Disk::open(path, (mode & 3) == STGM_READ ? O_RDONLY : O_RDWR, disk));
+    return openRoot(std::move(disk), path, mode, storage);
 }
 
 HRESULT StgIsStorageFile(const char* path) {
     if (!path) return STG_E_INVALIDPOINTER;
-    const Descriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file.get() < 0) return openFailure(path);
+    std::unique_ptr<Disk> disk;
+    QV_STG_TRY(Disk::open(path, O_RDONLY, disk));
     std::uint8_t bytes[kHeaderSize];
-    const ssize_t got = ::pread(file.get(), bytes, sizeof bytes, 0);
-    if (got < 0) return statusOf(errno, STG_E_READFAULT);
+    size_t got = 0;
+    QV_STG_TRY(disk->read(0, bytes, sizeof bytes, got));
     Header header;
-    const HRESULT status = header.parse(bytes, static_cast<size_t>(got));
+    const HRESULT status = header.parse(bytes, got);
     return status == STG_E_INVALIDHEADER || status == STG_E_OLDFORMAT ? S_FALSE : S_OK;
 }

@@ -3,8 +3,6 @@
 #include "qvlibs/platform/CompoundCheck.h"
 #include "qvlibs/platform/CompoundShare.h"
 
-#include <cerrno>
-
 #include <fcntl.h>
 
 namespace qv {
@@ -14,10 +12,10 @@ HRESULT checkStorageFile(const char* path, StorageReport& report) {
     report.remarks.RemoveAll();
     report.elements = report.lostBytes = 0;
     if (!path) return STG_E_INVALIDPOINTER;
-    const int descriptor = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) return compound::statusOf(errno, STG_E_ACCESSDENIED);
-    compound::File file(std::make_unique<compound::Disk>(descriptor));
-    QV_STG_TRY(compound::lockShare(descriptor, STGM_READ | STGM_SHARE_DENY_WRITE));
+    std::unique_ptr<compound::Disk> disk;
+    QV_STG_TRY(compound::Disk::open(path, O_RDONLY, disk));
+    QV_STG_TRY(compound::lockShare(disk->descriptor(), STGM_READ | STGM_SHARE_DENY_WRITE));
+    compound::File file(std::move(disk));
     QV_STG_TRY(file.open());
     const compound::CheckResult result = compound::checkFile(file);
     for (const auto& text : result.problems) report.problems.AddTail(text.c_str());

@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -72,6 +76,12 @@ TEST(Storage, OpeningAndMaking) {
     ASSERT_EQ(StgCreateDocfile(path.c_str(), kReplace | STGM_DELETEONRELEASE, 0, root.out()), S_OK);
     root.reset();
     EXPECT_FALSE(std::filesystem::exists(path));
+    // A link is followed, also for replacing.
+    std::filesystem::create_symlink("text", path);
+    ASSERT_EQ(StgCreateDocfile(path.c_str(), kReplace, 0, root.out()), S_OK);
+    root.reset();
+    EXPECT_EQ(StgIsStorageFile(text.c_str()), S_OK);
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
     int leftovers = 0;
     for (const auto& entry : std::filesystem::directory_iterator(home()))
         leftovers += entry.path().filename().string()[0] == '.';
@@ -182,6 +192,17 @@ TEST(Storage, ShareModesBetweenOpenersOfOneProcessAndOfTwo) {
     }
     ASSERT_EQ(file.Open(somePath().c_str(), CFile::modeReadWrite | CFile::shareExclusive), 1);
     EXPECT_EQ(tryOpen(somePath(), kDenyWrite), STG_E_SHAREVIOLATION);
+    file.Close();
+    // A lease, as the question whether a file is in use takes it for a moment, is waited for.
+    const int asking = ::open(somePath().c_str(), O_RDONLY);
+    ::fcntl(asking, F_SETSIG, SIGURG);
+    ASSERT_EQ(::fcntl(asking, F_SETLEASE, F_WRLCK), 0);
+    std::thread end([asking] {
+        ::usleep(20000);
+        ::close(asking);
+    });
+    EXPECT_EQ(tryOpen(somePath(), kReadWrite), S_OK);
+    end.join();
 }
 
 TEST_P(BothVersions, TransactionsTakeEffectAtCommitOnly) {

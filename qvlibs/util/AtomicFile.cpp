@@ -1,6 +1,7 @@
 #include "qvlibs/util/AtomicFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -90,6 +91,18 @@ bool AtomicFile::commit() {
     if (::rename(temporary_.c_str(), target_.c_str()) != 0) return fail(errno);
     temporary_.clear();
     return true;
+}
+
+bool AtomicFile::commitNew() {
+    if (descriptor_ < 0 || error_) return false;
+    const std::string own = temporary_.empty() ? pathForLibraries() : temporary_;
+    return placeNew(own.c_str(), target_.c_str()) || fail(errno);
+}
+
+bool placeNew(const char* from, const char* to) {
+    if (::linkat(AT_FDCWD, from, AT_FDCWD, to, AT_SYMLINK_FOLLOW) == 0) return true;
+    const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+    return hasNoLinks && ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0;
 }
 
 } // namespace qv

@@ -32,6 +32,8 @@ public:
     // True when the file has its name. An existing file keeps its old content otherwise, and is replaced only after
     // the new bytes are on disk: even a power failure leaves one of the two. New files are not waited for.
     [[nodiscard]] bool commit();
+    // The same for a name that nobody has: EEXIST where somebody has it.
+    [[nodiscard]] bool commitNew();
 
 private:
     bool fail(int error);
@@ -42,5 +44,9 @@ private:
     int error_ = 0;
     bool replaces_ = false;
 };
+
+// Gives a file a name that nobody has, on the same file system. False, with errno (EEXIST where somebody has it).
+// The old name may be there still: most file systems have a link that refuses to replace, some only such a move.
+[[nodiscard]] bool placeNew(const char* from, const char* to);
 
 } // namespace qv

@@ -1,0 +1,18 @@
+// Opening a file that may turn out to be a pipe or a device, without waiting for anybody.
+#pragma once
+
+#include <cerrno>
+
+#include <fcntl.h>
+
+namespace qv {
+
+// A descriptor of an existing file, or -1 with errno. `access` is O_RDONLY, O_WRONLY or O_RDWR.
+inline int openWithoutWaiting(const char* path, int access) {
+    const int file = ::open(path, access | O_CLOEXEC | O_NONBLOCK);
+    // Somebody holds a lease on it, as isFileInUse() does for a moment: only a regular file can have one, and waiting
+    // for its end is short.
+    return file < 0 && errno == EWOULDBLOCK ? ::open(path, access | O_CLOEXEC) : file;
+}
+
+} // namespace qv
