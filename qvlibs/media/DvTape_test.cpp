@@ -167,6 +167,24 @@ TEST(DvTape, AviChunksAreWalkedInOrder) {
     }
 }
 
+// Long enough to be read ahead, before and behind a gap that is jumped over, and to be cut while it is.
+TEST(DvTape, LongFilesAreReadLikePipes) {
+    const std::string tape = bytesOf(steady(60));
+    std::string movi;
+    for (size_t at = 0; at < tape.size(); at += 120000) {
+        movi += chunk("00dc", tape.substr(at, 120000)) + chunk("01wb", std::string(6407, 's'));
+        if (at == 30 * 120000) movi += chunk("JUNK", std::string(2000001, 'j'));
+    }
+    const std::string whole = avi(movi);
+    for (const size_t size : {whole.size(), whole.size() / 2 - 1200000, whole.size() - 3000000}) {
+        const Read file = readFile(whole.substr(0, size)), piped = readPipe(whole.substr(0, size));
+        EXPECT_TRUE(file.bytes == piped.bytes) << size;
+        EXPECT_TRUE(tape.starts_with(file.bytes)) << size;
+        EXPECT_EQ(file.frames, size == whole.size() ? 60 : piped.frames) << size;
+        EXPECT_EQ(file.losses.endsEarly, size != whole.size()) << size;
+    }
+}
+
 TEST(DvTape, WhatIsNoTapeSaysSo) {
     EXPECT_EQ(readFile("").error, DvTapeError::NoDv);
     EXPECT_EQ(readFile(std::string(300000, 'x')).error, DvTapeError::NoDv);

@@ -1,7 +1,7 @@
 // Bytes of a file or pipe from front to back, with a look ahead.
 #pragma once
 
-#include "qvlibs/framework/Types.h"
+#include "qvlibs/media/ReadAhead.h"
 
 #include <memory>
 #include <span>
@@ -29,14 +29,19 @@ public:
 
 private:
     void fill(size_t wanted);
+    void readMore();
+    std::uint64_t readAt() const { return from_ + position_ + ready_.size(); }
 
     int descriptor_;
     bool owns_;
-    bool canSeek_ = false;
+    bool isFile_ = false;
     bool ended_ = false, failed_ = false;
     std::uint64_t position_ = 0, length_ = 0;
+    std::uint64_t from_ = 0; // where in a file position 0 is
+    int readInOrder_ = 0;    // reads since the beginning or the last jump
     std::unique_ptr<BYTE[]> buffer_;
-    size_t begin_ = 0, end_ = 0; // what of the buffer is filled
+    std::unique_ptr<ReadAhead> ahead_; // of a file that is read for long enough
+    std::span<BYTE> ready_;            // in the buffer or in a piece of what was read ahead
 };
 
 } // namespace qv
