@@ -16,7 +16,7 @@ qv = pathlib.Path(sys.argv[1]).resolve()
 documented = json.loads(pathlib.Path(sys.argv[2]).read_text())["$defs"]
 # Commands whose examples leave out what the schema tells of.
 MORE = ["qv tc add 00:00:59:29 1 --mode df", "qv settings get Common LiveFeedFPS", "qv settings doctor",
-        "qv mtv vendors", "qv stg check thumbs.stg", "qv plugins check tape.avi", "qv sheet hello.tte -o hello.png", "qv thumb in.bmp -o in.png"]
+        "qv mtv vendors", "qv stg list thumbs.stg --all", "qv stg check thumbs.stg", "qv plugins check tape.avi", "qv sheet hello.tte -o hello.png", "qv thumb in.bmp -o in.png"]
 
 
 def run(command, folder, home):

@@ -1,16 +1,14 @@
 // Any bytes as a compound file: opened, walked and read, then changed and read again. Memory is counted.
 #include "qvlibs/platform/Storage.h"
 #include "qvlibs/platform/StorageCheck.h"
+#include "tests/fuzz/ByPath.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
-#include <string>
 
 #include <malloc.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -96,14 +94,12 @@ void change(IStorage* root) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     if (size > 1 << 20) return 0;
-    const int file = ::memfd_create("compound", MFD_CLOEXEC);
-    if (file < 0 || ::write(file, data, size) != static_cast<ssize_t>(size)) std::abort();
-    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    const qv::test::InputFile file(data, size);
     IStorage* root = nullptr;
     const size_t before = held;
     most = held;
     unsigned elements = 0;
-    if (StgOpenStorage(path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &root) >= 0) {
+    if (StgOpenStorage(file.path(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &root) >= 0) {
         elements = walk(root);
         root->Release();
     }
@@ -113,12 +109,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
         std::abort();
     }
     qv::StorageReport report;
-    qv::checkStorageFile(path.c_str(), report);
-    if (StgOpenStorage(path.c_str(), nullptr, STGM_READWRITE | kAlone, nullptr, 0, &root) >= 0) {
+    qv::checkStorageFile(file.path(), report);
+    if (StgOpenStorage(file.path(), nullptr, STGM_READWRITE | kAlone, nullptr, 0, &root) >= 0) {
         change(root);
         walk(root);
         root->Release();
     }
-    ::close(file);
     return 0;
 }

@@ -1,20 +1,15 @@
 // Any bytes as a sound file, through the back end of sound.acp: read in order, then in places.
 #include "codecs/sound/Sound.h"
+#include "tests/fuzz/ByPath.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <string>
 #include <vector>
 
 extern "C" const void* qvSoundBackEnd();
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    const int file = memfd_create("sound", MFD_CLOEXEC);
-    if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) return 0;
-    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    const qv::test::InputFile file(data, size);
     const auto* backEnd = static_cast<const qv::codec::SoundBackEnd*>(qvSoundBackEnd());
-    if (const auto source = backEnd->open(path.c_str())) {
+    if (const auto source = backEnd->open(file.path())) {
         if (source->facts.channels < 1 || source->facts.channels > 2 || source->facts.rate < 1)
             __builtin_trap();
         const std::int64_t all = source->facts.samples;
@@ -24,6 +19,5 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
             if (first >= 0 && source->read(first, 1000, values.data()) > 1000) __builtin_trap();
         }
     }
-    close(file);
     return 0;
 }

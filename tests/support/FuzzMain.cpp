@@ -66,6 +66,9 @@ std::vector<std::vector<unsigned char>> readInputs(char** arguments, int count) 
                 files.push_back(entry.path());
         } else if (std::filesystem::exists(arguments[i], ignored)) {
             files.emplace_back(arguments[i]);
+        } else {
+            std::fprintf(stderr, "there is no %s\n", arguments[i]);
+            std::exit(2);
         }
         std::sort(files.begin(), files.end());
         for (const auto& file : files) {

@@ -171,6 +171,13 @@ RunResult run(const std::vector<std::string>& command, const std::vector<std::st
     return result;
 }
 
+std::string qvProgram() { return buildFolder() / "bin" / "qv"; }
+
+RunResult runQv(std::vector<std::string> words, const std::vector<std::string>& environment) {
+    words.insert(words.begin(), qvProgram());
+    return run(words, environment);
+}
+
 std::vector<std::vector<std::string>> readTable(const fs::path& path) {
     std::ifstream in(path);
     std::vector<std::vector<std::string>> rows;

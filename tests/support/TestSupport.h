@@ -42,6 +42,10 @@ struct RunResult {
 RunResult run(const std::vector<std::string>& command, const std::vector<std::string>& environment = {},
               int seconds = 120);
 
+// The program of the build tree, and a run of it.
+std::string qvProgram();
+RunResult runQv(std::vector<std::string> words, const std::vector<std::string>& environment = {});
+
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
 // The cells of a table with tabs, its header among the rows; rows that end early have empty cells up to its width.

@@ -12,6 +12,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -50,11 +51,17 @@ std::string printable(const std::string& text);
 // Prints "qv: <text>" on standard error and returns the code, so that a command can `return error(...)`.
 // The text is made printable.
 int error(Exit code, const std::string& text);
+// The same for a file and the errno of what failed on it: NotFound where there is no such file, else Failed.
+int fileError(const std::string& path, int reason);
+Exit exitFor(int reason);
 // The same for what a person may want to know but no script needs: not with --quiet.
 void message(const Common& common, const std::string& text);
 
+std::string localTime(std::int64_t seconds); // "2005-12-24 12:34:56"
 // One document, indented, with a line end. Bytes that are no UTF-8 are replaced.
 void printJson(const nlohmann::ordered_json& document);
+// A file with these bytes, whole or not at all. Done, or says in one line why not.
+int writeFile(const std::string& path, const std::string& bytes);
 
 // A line on the terminal that shows how far a long command is; nothing with --quiet or where standard error
 // is no terminal. The line is erased at the end.
@@ -78,8 +85,9 @@ private:
     long long last_ = 0; // ... of the last drawing
 };
 
-// From the first call on, Ctrl-C does not end the process but makes this true; the command then stops, leaves
-// nothing half-written and returns Interrupted. A second Ctrl-C ends the process.
+// From the first call on, Ctrl-C, a request to end and the end of the terminal do not end the process but make this
+// true; the command then stops, leaves nothing half-written and returns Interrupted, which the program says. The same
+// signal again ends the process.
 bool interrupted();
 
 // The commands, one file each; the table is in Main.cpp.

@@ -10,14 +10,8 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-namespace {
-
-std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
-
-} // namespace
-
 TEST(Command, VersionIsOneLine) {
-    const auto result = qv::test::run({program(), "--version"});
+    const auto result = qv::test::runQv({"--version"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.out, "qv 5.1.0\n");
     EXPECT_EQ(result.err, "");
@@ -31,9 +25,7 @@ TEST(Command, WrongUsageIsOneLineOnStandardErrorAndCodeTwo) {
                                                   {"tc", "frames"},
                                                   {"tc", "frames", "00:00:00:00", "--mode", "film"},
                                                   {"tc", "label", "12x"}}) {
-        auto command = words;
-        command.insert(command.begin(), program());
-        const auto result = qv::test::run(command);
+        const auto result = qv::test::runQv(words);
         SCOPED_TRACE(testing::PrintToString(words));
         EXPECT_EQ(result.exitCode, 2);
         EXPECT_EQ(result.out, "");
@@ -43,7 +35,7 @@ TEST(Command, WrongUsageIsOneLineOnStandardErrorAndCodeTwo) {
 }
 
 TEST(Command, HelpOfEveryCommandHasThreeExamples) {
-    const auto overview = qv::test::run({program(), "--help"});
+    const auto overview = qv::test::runQv({"--help"});
     EXPECT_EQ(overview.exitCode, 0);
     std::istringstream lines(overview.out.substr(overview.out.find("Subcommands:")));
     std::string line;
@@ -54,7 +46,7 @@ TEST(Command, HelpOfEveryCommandHasThreeExamples) {
         if (name.empty()) continue; // the second line of a summary
         SCOPED_TRACE(name);
         ++commands;
-        const auto help = qv::test::run({program(), name, "--help"});
+        const auto help = qv::test::runQv({name, "--help"});
         EXPECT_EQ(help.exitCode, 0);
         ASSERT_THAT(help.out, HasSubstr("Examples:"));
         const std::string examples = help.out.substr(help.out.find("Examples:"));
@@ -66,7 +58,7 @@ TEST(Command, HelpOfEveryCommandHasThreeExamples) {
 }
 
 TEST(Command, AResultThatCannotBeWrittenIsAFailure) {
-    const auto result = qv::test::run({"sh", "-c", program() + " tc label 1 >/dev/full"});
+    const auto result = qv::test::run({"sh", "-c", qv::test::qvProgram() + " tc label 1 >/dev/full"});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.err, HasSubstr("writing the result"));
 }
@@ -75,9 +67,7 @@ TEST(Command, AResultThatCannotBeWrittenIsAFailure) {
 TEST(Command, TimecodesMapNoCodecLibrary) {
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"--version"}, {"tc", "label", "1"}}) {
-        auto command = words;
-        command.insert(command.begin(), program());
-        const auto result = qv::test::run(command, {"LD_DEBUG=files"});
+        const auto result = qv::test::runQv(words, {"LD_DEBUG=files"});
         EXPECT_EQ(result.exitCode, 0);
         ASSERT_THAT(result.err, HasSubstr("libqvlibs.so"));
         for (const char* library : {"libav", "libsw", "libsndfile", "libass", "libexiv2", "libtiff",

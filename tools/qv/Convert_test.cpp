@@ -28,12 +28,12 @@ void make(const char* name, CSize size) {
 }
 
 qv::test::RunResult convert(const std::string& words) {
-    std::vector<std::string> command{qv::test::buildFolder() / "bin" / "qv", "convert"};
+    std::vector<std::string> command{"convert"};
     std::istringstream in(words);
     for (std::string word; in >> word;) {
         command.push_back(word.find(".") != std::string::npos ? picture(word.c_str()).string() : word);
     }
-    return qv::test::run(command);
+    return qv::test::runQv(command);
 }
 
 void read(const char* name, CQVDIB& dib) {

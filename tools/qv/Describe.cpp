@@ -8,7 +8,6 @@
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <cmath>
-#include <ctime>
 
 #include <sys/stat.h>
 
@@ -74,14 +73,6 @@ bool isReadByModules(const Content& content) {
 
 double rounded3(double value) { return std::round(value * 1000) / 1000; }
 
-std::string localTime(std::int64_t seconds) {
-    const auto time = static_cast<time_t>(seconds);
-    struct tm parts {};
-    char text[40] = "";
-    if (localtime_r(&time, &parts)) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
-    return text;
-}
-
 std::string moduleName(const CPluginInfo& plugin) {
     return plugin.path.Mid(plugin.path.ReverseFind('/') + 1).str();
 }
@@ -96,6 +87,21 @@ nlohmann::ordered_json commonFacts(const std::string& path, Kind kind, const Con
     facts["bytes"] = status.st_size;
     facts["modified"] = localTime(status.st_mtime);
     return facts;
+}
+
+std::string toText(const Description& description) {
+    const nlohmann::ordered_json document = {
+        {"facts", description.facts}, {"code", description.code}, {"problem", description.problem}};
+    return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::optional<Description> fromText(std::string_view text) {
+    auto document = nlohmann::ordered_json::parse(text, nullptr, false);
+    const bool known = document.is_object() && document.contains("facts") && document["facts"].is_object() &&
+                       document.contains("code") && document["code"].is_number_integer() &&
+                       document.contains("problem") && document["problem"].is_string();
+    if (!known) return std::nullopt;
+    return Description{std::move(document["facts"]), document["code"], document["problem"]};
 }
 
 Description describeFile(const std::string& path) {

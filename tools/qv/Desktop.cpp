@@ -105,7 +105,7 @@ std::string withTexts(const std::string& png, const Source& source) {
     return png.substr(0, kBehindHeader) + texts + png.substr(kBehindHeader);
 }
 
-std::string contentOf(const fs::path& path) {
+std::string bytesOf(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream content;
     content << in.rdbuf();
@@ -114,7 +114,7 @@ std::string contentOf(const fs::path& path) {
 
 // Whether the entry was made of the file as it is now, by whomever.
 bool isFresh(const fs::path& entry, const Source& source) {
-    const std::string png = contentOf(entry);
+    const std::string png = bytesOf(entry);
     return png.find(textChunk("Thumb::URI", source.uri)) != std::string::npos &&
            png.find(textChunk("Thumb::MTime", source.modified)) != std::string::npos;
 }
@@ -141,8 +141,8 @@ int showMovie(const std::string& path, int pixels, CQVDIB& picture) {
     int code = Done;
     const auto movie = Movie::open(path, code);
     if (!movie) return code;
-    const auto later = static_cast<LONG>(kSecondsIn * movie->rate() / movie->scale());
-    for (const LONG frame : {later, LONG{0}}) {
+    const double later = kSecondsIn * movie->rate().rate / movie->rate().scale;
+    for (const LONG frame : {later < INT32_MAX ? static_cast<LONG>(later) : LONG{0}, LONG{0}}) {
         Movie::Layout layout;
         layout.type = DIB_TYPE_SQUARE;
         layout.size = inSquare(movie->naturalSize(frame), pixels);
@@ -166,7 +166,7 @@ int pngOf(CQVDIB& picture, std::string& png) {
     if (!mkdtemp(folder.data())) return error(Failed, folder + ": " + std::strerror(errno));
     const std::string file = folder + "/picture.png";
     const int saved = savePicture(picture, file);
-    png = contentOf(file);
+    png = bytesOf(file);
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     if (saved == Done && png.size() <= kBehindHeader) return error(Failed, file + ": is no PNG");
@@ -196,9 +196,7 @@ struct Entry {
 
 int cacheOne(const std::string& given, int pixels, std::optional<Entry>& entry) {
     struct stat status {};
-    if (stat(given.c_str(), &status) != 0)
-        return error(errno == ENOENT || errno == ENOTDIR ? NotFound : Failed,
-                     given + ": " + std::strerror(errno));
+    if (stat(given.c_str(), &status) != 0) return fileError(given, errno);
     const fs::path path = fs::absolute(given).lexically_normal();
     const fs::path cache = cacheFolder();
     if (path.native().starts_with(cache.native() + "/"))
@@ -235,7 +233,8 @@ int runCache(const Options& options, const Common& common) {
     for (size_t i = 0; i < options.files.size() && !interrupted(); ++i) {
         progress.show(static_cast<double>(i) / static_cast<double>(options.files.size()), options.files[i]);
         std::optional<Entry> entry;
-        if (const int one = cacheOne(options.files[i], options.size, entry); one != Done) code = one;
+        const int one = cacheOne(options.files[i], options.size, entry);
+        if (code == Done) code = one;
         if (!entry) continue;
         if (common.json) {
             all.push_back(
@@ -254,9 +253,7 @@ int run(const Options& options, const Common& common) {
     if (options.files.size() != 1) return error(Usage, "--output takes one file");
     std::string png;
     if (const int code = thumbnailOf(options.files[0], options.size, png); code != Done) return code;
-    AtomicFile file(options.out);
-    if (!file.isOpen() || !file.write(png.data(), png.size()) || !file.commit())
-        return error(Failed, options.out + ": " + std::strerror(file.error()));
+    if (const int code = writeFile(options.out, png); code != Done) return code;
     if (common.json) printJson({{{"file", options.files[0]}, {"state", "made"}, {"picture", options.out}}});
     return Done;
 }

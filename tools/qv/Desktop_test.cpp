@@ -15,8 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string program() { return buildFolder() / "bin/qv"; }
-
 class Desktop : public testing::Test {
 protected:
     void SetUp() override { setenv("XDG_CACHE_HOME", (home() / "cache").c_str(), 1); }
@@ -32,7 +30,7 @@ protected:
     }
 
     static nlohmann::json cached(const std::string& path, int exitCode = 0) {
-        const auto made = run({program(), "desktop", path, "--json"});
+        const auto made = runQv({"desktop", path, "--json"});
         EXPECT_EQ(made.exitCode, exitCode) << made.err;
         const auto all = nlohmann::json::parse(made.out);
         return all.empty() ? nlohmann::json() : all[0];
@@ -87,7 +85,7 @@ TEST_F(Desktop, EntriesAreMadeAgainWhenTheFileChanges) {
     EXPECT_EQ(cached(path)["state"], "fresh");
     fs::last_write_time(path, fs::last_write_time(path) - std::chrono::hours(1));
     EXPECT_EQ(cached(path)["state"], "made");
-    const auto inside = run({program(), "desktop", first["picture"].get<std::string>()});
+    const auto inside = runQv({"desktop", first["picture"].get<std::string>()});
     EXPECT_EQ(inside.exitCode, 4) << "pictures of the cache itself get none";
 }
 
@@ -99,8 +97,8 @@ TEST_F(Desktop, WhatCannotBeShownIsRemembered) {
     const fs::path failed = entry["picture"].get<std::string>();
     EXPECT_THAT(failed.parent_path().native(), testing::HasSubstr("cache/thumbnails/fail/qv-"));
     EXPECT_EQ(permissions(failed), 0600u);
-    EXPECT_THAT(run({program(), "desktop", path}).err, testing::HasSubstr("has not changed since"));
-    EXPECT_EQ(run({program(), "desktop", home() / "missing.avi"}).exitCode, 3);
+    EXPECT_THAT(runQv({"desktop", path}).err, testing::HasSubstr("has not changed since"));
+    EXPECT_EQ(runQv({"desktop", home() / "missing.avi"}).exitCode, 3);
     EXPECT_FALSE(fs::exists(home() / "cache/thumbnails/large"));
 }
 
@@ -129,7 +127,7 @@ TEST_F(Desktop, AMovieIsWrittenWhereItIsAskedFor) {
                            tape});
     ASSERT_EQ(made.exitCode, 0) << made.err;
     const std::string out = home() / "small"; // file managers ask for names without an extension
-    ASSERT_EQ(run({program(), "desktop", tape, "-o", out, "--size", "128"}).exitCode, 0);
+    ASSERT_EQ(runQv({"desktop", tape, "-o", out, "--size", "128"}).exitCode, 0);
     EXPECT_FALSE(fs::exists(home() / "cache"));
     fs::rename(out, out + ".png");
     CQVDIB shown;

@@ -8,8 +8,8 @@
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
-#include <deque>
 #include <memory>
 
 #include <unistd.h>
@@ -42,7 +42,7 @@ std::unique_ptr<DvTape> openTape(const std::string& file, int& code) {
     switch (problem) {
     case DvTapeError::None: break;
     case DvTapeError::NotFound: code = error(NotFound, file + ": no such file"); break;
-    case DvTapeError::NotReadable: code = error(Failed, file + ": " + std::strerror(reason)); break;
+    case DvTapeError::NotReadable: code = fileError(file, reason); break;
     case DvTapeError::NoDv: code = error(NotSupported, file + ": holds no DV frames"); break;
     case DvTapeError::NoFrame: code = error(Damaged, file + ": holds not one whole DV frame"); break;
     }
@@ -130,6 +130,8 @@ int splitError(const DvSplit& split) {
 int run(const Options& options, const Common& common) {
     int code = Done;
     interrupted(); // from here on Ctrl-C stops in an orderly way
+    // The scenes are wanted even where nobody reads the log to its end, as in `| head`.
+    if (!options.folder.empty()) std::signal(SIGPIPE, SIG_IGN);
     const auto tape = openTape(options.file, code);
     if (!tape) return code;
     std::unique_ptr<DvSplit> split;
@@ -140,10 +142,9 @@ int run(const Options& options, const Common& common) {
     const std::string form = !options.form.empty() ? options.form : common.json ? "json" : "text";
     const auto writer = makeDvlogWriter({form, options.file, options.frames});
     Walk walk(options, common, *tape, writer.get(), split.get());
-    if (!walk.run()) return error(Interrupted, "interrupted");
+    if (!walk.run()) return Interrupted;
     if (split) {
-        if (!split->finish(interrupted))
-            return split->error() == EINTR ? error(Interrupted, "interrupted") : splitError(*split);
+        if (!split->finish(interrupted)) return split->error() == EINTR ? Interrupted : splitError(*split);
         // The log may be meant for a program: what was split goes where messages go.
         for (const auto& part : split->parts())
             message(common, options.folder + "/" + part.name.GetString() + ": " +
@@ -167,11 +168,11 @@ std::function<int()> setupDvlog(CLI::App& app, const Common& common) {
         ->check(CLI::IsMember(dvlogForms()));
     app.add_flag("--frames", options->frames, "Every frame, not only scenes (text, json, csv)");
     app.add_option("--split", options->folder, "Write each scene as a file of its own into this folder");
-    app.add_option(
-           "--ignore", options->ignored,
-           "What shall not end a scene: start, date, timecode, aspect, audio, system (comma-separated)")
+    std::vector<std::string> rules;
+    for (const auto& row : kRules) rules.emplace_back(row.name);
+    app.add_option("--ignore", options->ignored, "What shall not end a scene (comma-separated)")
         ->delimiter(',')
-        ->check(CLI::IsMember({"start", "date", "timecode", "aspect", "audio", "system"}));
+        ->check(CLI::IsMember(rules));
     return [options, &common] { return run(*options, common); };
 }
 

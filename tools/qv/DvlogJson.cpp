@@ -53,7 +53,7 @@ public:
                    {"seconds", rounded(seconds)},
                    {"system", systemText(info.system)}};
         std::optional<Json> label, recorded, aspect;
-        if (info.timecode) label = labelText(*info.timecode, info.system);
+        if (info.timecode) label = labelText(*info.timecode);
         if (info.date && info.time) recorded = isoText({*info.date, *info.time});
         if (info.aspect) aspect = aspectText(*info.aspect);
         put(frame, "timecode", label, info.timecode.unknown);
@@ -88,8 +88,7 @@ public:
                    {"system", systemText(s.system)}};
         std::optional<Json> labels, recorded, aspect;
         if (s.firstLabel)
-            labels = Json{{"first", labelText(*s.firstLabel, s.system)},
-                          {"last", labelText(*s.lastLabel, s.system)}};
+            labels = Json{{"first", labelText(*s.firstLabel)}, {"last", labelText(*s.lastLabel)}};
         if (s.firstRecorded)
             recorded = Json{{"first", isoText(*s.firstRecorded)}, {"last", isoText(*s.lastRecorded)}};
         if (s.aspect) aspect = aspectText(*s.aspect);

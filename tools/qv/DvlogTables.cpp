@@ -9,12 +9,6 @@ namespace {
 
 std::string orDash(const std::string& text) { return text.empty() ? "-" : text; }
 
-std::string recordedOf(const DvFrameInfo& info) {
-    return info.date && info.time ? recordedText({*info.date, *info.time}) : "";
-}
-std::string labelOf(const DvFrameInfo& info) {
-    return info.timecode ? labelText(*info.timecode, info.system) : "";
-}
 // Why there is no recording date and time; "" where there is one.
 const char* recordedUnknown(const DvFrameInfo& info) {
     return unknownName(info.date ? info.time.unknown : info.date.unknown);
@@ -42,8 +36,8 @@ public:
         if (!frames_) return;
         const int damaged = info.missing + info.damagedVideo + info.damagedAudio;
         std::printf("%8lld %5lld  %-11s  %-19s  %-5s %-20s %-9s %d\n", static_cast<long long>(number),
-                    static_cast<long long>(scene), orDash(labelOf(info)).c_str(),
-                    orDash(recordedOf(info)).c_str(), info.aspect ? aspectText(*info.aspect) : "-",
+                    static_cast<long long>(scene), orDash(labelText(info)).c_str(),
+                    orDash(recordedText(info)).c_str(), info.aspect ? aspectText(*info.aspect) : "-",
                     orDash(info.audio ? audioText(*info.audio) : "").c_str(), orDash(flagsOf(info)).c_str(),
                     damaged);
     }
@@ -53,7 +47,7 @@ public:
                     static_cast<long long>(scene.number), spanText(start, '.').c_str(),
                     spanText(length, '.').c_str(),
                     orDash(scene.firstRecorded ? recordedText(*scene.firstRecorded) : "").c_str(),
-                    orDash(scene.firstLabel ? labelText(*scene.firstLabel, scene.system) : "").c_str(),
+                    orDash(scene.firstLabel ? labelText(*scene.firstLabel) : "").c_str(),
                     systemText(scene.system), scene.aspect ? aspectText(*scene.aspect) : "-",
                     orDash(scene.audio ? audioText(*scene.audio) : "").c_str(), reasonText(scene).c_str());
         damaged_ += scene.damagedFrames;
@@ -101,8 +95,8 @@ public:
         const auto flag = [](const DvField<bool>& field) { return !field ? "" : *field ? "1" : "0"; };
         std::printf("%lld,%lld,%d,%.3f,%s,%s,%s,%s,%s,%s,%s,%s,%s,%s,%s,%d,%d,%d\n",
                     static_cast<long long>(number), static_cast<long long>(scene), starts ? 1 : 0, seconds,
-                    systemText(info.system), labelOf(info).c_str(), unknownName(info.timecode.unknown),
-                    confidence(info.timecode.confidence).c_str(), recordedOf(info).c_str(),
+                    systemText(info.system), labelText(info).c_str(), unknownName(info.timecode.unknown),
+                    confidence(info.timecode.confidence).c_str(), recordedText(info).c_str(),
                     recordedUnknown(info),
                     confidence(std::min(info.date.confidence, info.time.confidence)).c_str(),
                     info.aspect ? aspectText(*info.aspect) : "", audio(info.audio.value).c_str(),
@@ -111,9 +105,7 @@ public:
     }
     void scene(const DvScene& s, double start, double length) override {
         if (frames_) return;
-        const auto label = [&](const std::optional<DvLabel>& value) {
-            return value ? labelText(*value, s.system) : "";
-        };
+        const auto label = [](const std::optional<DvLabel>& value) { return value ? labelText(*value) : ""; };
         const auto recorded = [](const std::optional<DvScene::Recorded>& value) {
             return value ? recordedText(*value) : "";
         };

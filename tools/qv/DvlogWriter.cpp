@@ -1,7 +1,9 @@
 #include "tools/qv/DvlogWriter.h"
 
-#include <cmath>
+#include "tools/qv/Command.h"
+
 #include <cstdio>
+#include <utility>
 
 namespace qv::cli {
 
@@ -16,8 +18,7 @@ public:
         if (web_) std::puts("WEBVTT\n");
     }
     void frame(const DvFrameInfo& info, std::int64_t, std::int64_t, bool starts, double seconds) override {
-        std::string text;
-        if (info.date && info.time) text = recordedText({*info.date, *info.time});
+        const std::string text = recordedText(info);
         // A frame that does not tell leaves the text standing for the rest of its second.
         const bool isOver = seconds >= start_ + 1 - 1e-6 || starts || (!text.empty() && text != text_);
         if (isOver) {
@@ -60,15 +61,14 @@ class EdlWriter : public DvlogWriter {
 public:
     explicit EdlWriter(std::string title) : title_(std::move(title)) {}
 
-    void begin() override { std::printf("TITLE: %s\n", title_.c_str()); }
+    void begin() override { std::printf("TITLE: %s\n", printable(title_).c_str()); }
     void scene(const DvScene& scene, double, double) override {
         const bool drop = scene.firstLabel && scene.firstLabel->dropFrame;
-        if (scene.system == DvSystem::Ntsc && (!counting_ || *counting_ != drop))
+        if (scene.system == DvSystem::Ntsc && std::exchange(counting_, drop) != drop)
             std::printf("FCM: %s FRAME\n", drop ? "DROP" : "NON-DROP");
-        counting_ = drop;
         const std::int64_t first = scene.firstLabel ? dvLabelCount(*scene.firstLabel, scene.system) : record_;
         const auto label = [&](std::int64_t count) {
-            return labelText(dvLabelOf(count, drop, scene.system), scene.system);
+            return labelText(dvLabelOf(count, drop, scene.system));
         };
         std::printf("\n%03lld  AX       V     C        %s %s %s %s\n", static_cast<long long>(scene.number),
                     label(first).c_str(), label(first + scene.frames).c_str(), label(record_).c_str(),
@@ -98,28 +98,6 @@ std::unique_ptr<DvlogWriter> makeDvlogWriter(const DvlogForm& form) {
     if (form.name == "chapters") return std::make_unique<ChapterWriter>();
     if (form.name == "edl") return std::make_unique<EdlWriter>(form.file.substr(form.file.rfind('/') + 1));
     return makeTextWriter(form);
-}
-
-std::string labelText(const DvLabel& label, DvSystem) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", label.hours, label.minutes, label.seconds,
-                  label.dropFrame ? ';' : ':', label.frames);
-    return text;
-}
-
-std::string recordedText(const DvScene::Recorded& recorded) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", recorded.date.year, recorded.date.month,
-                  recorded.date.day, recorded.clock.hours, recorded.clock.minutes, recorded.clock.seconds);
-    return text;
-}
-
-std::string spanText(double seconds, char fraction) {
-    const long long ms = std::llround(seconds * 1000);
-    char text[64];
-    std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld%c%03lld", ms / 3600000, ms / 60000 % 60,
-                  ms / 1000 % 60, fraction, ms % 1000);
-    return text;
 }
 
 const char* reasonName(DvBreak reason) {
@@ -169,14 +147,5 @@ const char* unknownName(DvUnknown unknown) {
     }
     return "";
 }
-
-std::string audioText(const DvAudioMode& audio) {
-    char text[48];
-    std::snprintf(text, sizeof text, "%g kHz %d bit %d ch", audio.rate / 1000.0, audio.bits, audio.channels);
-    return text;
-}
-
-const char* aspectText(DvAspect aspect) { return aspect == DvAspect::Wide ? "16:9" : "4:3"; }
-const char* systemText(DvSystem system) { return system == DvSystem::Pal ? "PAL" : "NTSC"; }
 
 } // namespace qv::cli

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "qvlibs/media/DvTape.h"
-#include "qvlibs/timecode/DvScenes.h"
+#include "tools/qv/TapeTexts.h"
 
 #include <memory>
 #include <string>
@@ -39,15 +39,9 @@ const std::vector<std::string>& dvlogForms();
 std::unique_ptr<DvlogWriter> makeDvlogWriter(const DvlogForm& form);
 
 // Texts that several forms share.
-std::string labelText(const DvLabel& label, DvSystem system); // 01:02:03;04
-std::string recordedText(const DvScene::Recorded& recorded);  // 2005-12-24 12:34:56
-std::string spanText(double seconds, char fraction);          // 01:02:03.456
-const char* reasonName(DvBreak reason);                       // "lost-frames"
-std::string reasonText(const DvScene& scene);                 // "7 frames lost"
-const char* unknownName(DvUnknown unknown);                   // "absent"
-std::string audioText(const DvAudioMode& audio);              // "48 kHz 16 bit 2 ch"
-const char* aspectText(DvAspect aspect);                      // "16:9"
-const char* systemText(DvSystem system);                      // "PAL"
+const char* reasonName(DvBreak reason);       // "lost-frames"
+std::string reasonText(const DvScene& scene); // "7 frames lost"
+const char* unknownName(DvUnknown unknown);   // "absent"
 
 // One function a form; text, csv and json in files of their own.
 std::unique_ptr<DvlogWriter> makeTextWriter(const DvlogForm& form);

@@ -12,8 +12,6 @@ using testing::HasSubstr;
 
 namespace {
 
-std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
-
 fs::path written(const qv::test::Tape& tape, const std::string& name) {
     std::mt19937 random(1);
     std::vector<BYTE> bytes;
@@ -40,7 +38,7 @@ fs::path makeTape() {
 }
 
 json logOf(const std::string& file) {
-    const auto result = qv::test::run({program(), "dvlog", "--json", "--frames", file});
+    const auto result = qv::test::runQv({"dvlog", "--json", "--frames", file});
     EXPECT_EQ(result.exitCode, 0) << file << result.err;
     return json::parse(result.out, nullptr, false);
 }
@@ -62,14 +60,15 @@ TEST(DvlogCommand, OtherContainersHoldTheSameTape) {
         EXPECT_EQ(other["frames"], tape["frames"]) << kind;
         EXPECT_EQ(other["scenes"], tape["scenes"]) << kind;
         const auto piped = qv::test::run(
-            {"bash", "-c", "cat '" + movie.string() + "' | '" + program() + "' dvlog --json --frames -"});
+            {"bash", "-c",
+             "cat '" + movie.string() + "' | '" + qv::test::qvProgram() + "' dvlog --json --frames -"});
         EXPECT_EQ(json::parse(piped.out, nullptr, false)["scenes"], tape["scenes"]) << kind;
     }
     const auto movie = qv::test::home() / "other.mkv";
     const auto made = qv::test::run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
                                      "testsrc=duration=3:rate=25", "-c:v", "mpeg2video", movie});
     ASSERT_EQ(made.exitCode, 0) << made.err;
-    EXPECT_THAT(qv::test::run({program(), "dvlog", movie}).err, HasSubstr("holds no DV frames"));
+    EXPECT_THAT(qv::test::runQv({"dvlog", movie}).err, HasSubstr("holds no DV frames"));
 }
 
 TEST(DvlogCommand, AnInterruptionLeavesNothing) {
@@ -77,27 +76,34 @@ TEST(DvlogCommand, AnInterruptionLeavesNothing) {
     makeTape();
     // The pipe stays open behind the tape, so the program waits for more when the signal comes.
     const std::string script = "cd '" + qv::test::home().string() +
-                               "' && mkfifo pipe && mkdir old && for d in new old; do '" + program() +
-                               "' dvlog pipe --split $d >log 2>said & exec 3>pipe; cat tape.dv >&3; "
-                               "ls -A $d | wc -l; kill -INT $!; wait $!; echo $?; exec 3>&-; cat said; done; "
-                               "ls -A | grep -c new; ls -A old | wc -l";
+                               "' && mkfifo pipe && mkdir TERM HUP && for s in INT TERM HUP; do '" +
+                               qv::test::qvProgram() +
+                               "' dvlog pipe --split $s >log 2>said & exec 3>pipe; cat tape.dv >&3; "
+                               "ls -A $s | wc -l; kill -$s $!; wait $!; echo $?; exec 3>&-; cat said; done; "
+                               "ls -A | grep -c INT; ls -A TERM HUP | grep -c part; ls -A TERM | wc -l";
     const auto result = qv::test::run({"bash", "-c", script});
-    EXPECT_EQ(result.out, "1\n130\nqv: interrupted\n1\n130\nqv: interrupted\n0\n0\n") << result.err;
+    const std::string once = "1\n130\nqv: interrupted\n";
+    EXPECT_EQ(result.out, once + once + once + "0\n0\n0\n") << result.err;
 }
 
 TEST(DvlogCommand, FoldersAndPartsOfOthersStay) {
     const auto tape = makeTape();
     const auto parts = qv::test::home() / "parts";
-    const std::vector<std::string> split{program(), "dvlog", "--quiet", "--split", parts, tape};
-    ASSERT_EQ(qv::test::run(split).exitCode, 0);
+    const std::vector<std::string> split{"dvlog", "--quiet", "--split", parts, tape};
+    ASSERT_EQ(qv::test::runQv(split).exitCode, 0);
     std::string together;
     for (const char* name : {"2004-11-09_11-33-20_part001.dv", "2004-11-09_11-43-21_part002.dv"})
         together += qv::test::readFile(parts / name);
     EXPECT_TRUE(together == qv::test::readFile(tape));
-    const auto again = qv::test::run(split);
+    const auto again = qv::test::runQv(split);
     EXPECT_NE(again.exitCode, 0);
     EXPECT_THAT(again.err, HasSubstr("exists; nothing was written"));
     EXPECT_EQ(std::distance(fs::directory_iterator(parts), fs::directory_iterator()), 2);
+    // Nobody reads the log; the scenes are made all the same, and the exit code tells of the log.
+    const std::string script = "set -o pipefail; cd '" + qv::test::home().string() +
+                               "'; (sleep 0.3; cat tape.dv) | '" + qv::test::qvProgram() +
+                               "' dvlog - --frames --split unread | true; echo $?; ls -A unread | wc -l";
+    EXPECT_EQ(qv::test::run({"bash", "-c", script}).out, "1\n2\n");
 }
 
 TEST(DvlogCommand, TheJsonHasTheDocumentedForm) {

@@ -1,8 +1,8 @@
 // qv estimate: how much fits, how large it becomes.
 #include "qvlibs/sidefiles/Estimates.h"
 #include "qvlibs/timecode/DvMetadata.h"
-#include "qvlibs/timecode/QVTimecode.h"
 #include "tools/qv/Command.h"
+#include "tools/qv/FrameRate.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -17,7 +17,7 @@ namespace {
 struct Options {
     std::string kind, place = ".";
     unsigned rate = 6000;
-    long long frames = 0;
+    long long frames = -1;
     std::string length;
 };
 
@@ -71,11 +71,10 @@ int space(const Options& options, const Common& common) {
 
 int size(const Options& options, const Common& common) {
     long long frames = options.frames;
+    if (frames < 0 && options.length.empty()) return error(Usage, "--frames or --length is needed");
     if (!options.length.empty()) {
-        CQVTimecode length(nullptr);
-        if (length.SetAllTime(options.length.c_str()) != 0)
-            return error(Usage, options.length + ": no length hh:mm:ss:ff");
-        frames = length.TotalFrame(QVIsPal() ? TCMODE_PAL : TCMODE_NDF);
+        frames = FrameRate{QVIsPal() ? 25u : 30u, 1}.frameAt(options.length);
+        if (frames < 0) return error(Usage, "\"" + options.length + "\" is no length HH:MM:SS:FF");
     }
     const ULONG kind = kindOf(options.kind);
     // Sound alone is estimated in kilobytes, everything else in megabytes.
@@ -104,7 +103,7 @@ std::function<int()> setupEstimate(CLI::App& app, const Common& common) {
         ->check(CLI::IsMember({"dv", "mpeg2", "pcm"}));
     auto* frames =
         sizeOf->add_option("--frames", options->frames, "Length in frames")->check(CLI::NonNegativeNumber);
-    sizeOf->add_option("--length", options->length, "Length as hh:mm:ss:ff")->excludes(frames);
+    sizeOf->add_option("--length", options->length, "Length as HH:MM:SS:FF")->excludes(frames);
     sizeOf->add_option("--rate", options->rate, "Video bit rate in kbit/s (default 6000)");
     return [=, &common] { return *spaceFor ? space(*options, common) : size(*options, common); };
 }

@@ -9,6 +9,8 @@
 
 namespace qv::cli {
 
+std::string FrameRate::text() const { return std::to_string(rate) + "/" + std::to_string(scale); }
+
 int FrameRate::timecodeMode() const {
     const auto is = [&](std::uint64_t wanted, std::uint64_t of) { return rate * of == wanted * scale; };
     if (is(25, 1)) return TCMODE_PAL;
@@ -36,7 +38,8 @@ LONG FrameRate::frameAt(const std::string& label) const {
             return -1;
         return position.TotalFrame(mode);
     }
-    return static_cast<LONG>(std::lround((hour * 3600.0 + minute * 60 + second) * fps) + frame);
+    const double count = std::round((hour * 3600.0 + minute * 60 + second) * fps) + frame;
+    return count <= INT32_MAX ? static_cast<LONG>(count) : -1;
 }
 
 std::string FrameRate::positionOf(LONG frame) const {

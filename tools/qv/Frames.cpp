@@ -11,7 +11,7 @@ public:
     bool areDated() const override { return movie_->isDv(); }
     Label labelOf(LONG frame) const override {
         Movie::Tape tape = movie_->tapeOf(frame);
-        return {tape.timecode.empty() ? movie_->positionOf(frame) : tape.timecode, tape.recorded};
+        return {tape.timecode.empty() ? movie_->rate().positionOf(frame) : tape.timecode, tape.recorded};
     }
     bool picture(LONG frame, SIZE size, CQVDIB& out) const override {
         Movie::Layout layout;

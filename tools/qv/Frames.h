@@ -16,8 +16,8 @@ public:
     virtual SIZE naturalSize() const = 0; // in square pixels
     virtual bool areDated() const = 0;    // a second line of labels
     struct Label {
-        std::string
-            position; // timecode of the tape, else counted from the start; empty where the rate has none
+        // The tape's own timecode, else counted from the start; empty where the rate has none.
+        std::string position;
         std::string recorded;
     };
     virtual Label labelOf(LONG frame) const = 0;

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <optional>
+#include <sstream>
 
 #include <sys/stat.h>
 
@@ -41,21 +41,16 @@ public:
     std::optional<Description> recall(const std::string& path, const QVFILESTATUS& status) const {
         CString text;
         if (!recallText(name_.c_str(), status, text)) return std::nullopt;
-        ordered_json document = ordered_json::parse(text.str(), nullptr, false);
-        if (document.is_discarded()) return std::nullopt;
-        Description description{std::move(document["facts"]), document["code"], document["problem"]};
-        description.facts["file"] = path; // the same file may be named in many ways, and clocks be put
-        description.facts["modified"] = localTime(status.lastWriteTime);
+        auto description = fromText(text.str());
+        if (!description) return std::nullopt;
+        description->facts["file"] = path; // the same file may be named in many ways, and clocks be put
+        description->facts["modified"] = localTime(status.lastWriteTime);
         return description;
     }
     void remember(const QVFILESTATUS& before, const Description& description) const {
         const bool lasting = description.code == Done ||
                              (description.code == NotSupported && description.facts["kind"] == "other");
-        if (!lasting) return;
-        const ordered_json document = {
-            {"facts", description.facts}, {"code", description.code}, {"problem", description.problem}};
-        const auto text = document.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-        rememberText(name_.c_str(), before, text.c_str());
+        if (lasting) rememberText(name_.c_str(), before, toText(description).c_str());
     }
 
 private:
@@ -85,11 +80,7 @@ bool walk(const fs::path& folder, std::vector<Entry>& entries) {
 // Adds the files that an argument stands for; a code with a line that says why not.
 int addFiles(const std::string& path, std::vector<Entry>& entries) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        const int reason = errno;
-        return error(reason == ENOENT || reason == ENOTDIR ? NotFound : Failed,
-                     path + ": " + std::strerror(reason));
-    }
+    if (stat(path.c_str(), &status) != 0) return fileError(path, errno);
     if (S_ISDIR(status.st_mode)) {
         if (walk(path, entries)) return Done;
         return error(Failed, path + ": not every folder in it can be read");
@@ -99,8 +90,15 @@ int addFiles(const std::string& path, std::vector<Entry>& entries) {
     return Done;
 }
 
+// For a terminal; a text of several lines is indented to stand behind its name.
 std::string textOf(const ordered_json& value) {
-    if (value.is_string()) return value.get<std::string>();
+    if (value.is_string()) {
+        std::istringstream lines(value.get<std::string>());
+        std::string text;
+        for (std::string line; std::getline(lines, line);)
+            text += (text.empty() ? "" : "\n" + std::string(13, ' ')) + printable(line);
+        return text;
+    }
     if (!value.is_object()) return value.dump();
     std::string text;
     for (const auto& [name, part] : value.items()) {
@@ -112,10 +110,7 @@ std::string textOf(const ordered_json& value) {
 void printFacts(const ordered_json& facts) {
     for (const auto& [name, value] : facts.items()) {
         if (name == "version") continue;
-        std::string text = textOf(value);
-        for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 14)
-            text.insert(at + 1, 13, ' ');
-        std::printf("%-12s %s\n", (name + ":").c_str(), text.c_str());
+        std::printf("%-12s %s\n", (name + ":").c_str(), textOf(value).c_str());
     }
 }
 
@@ -138,7 +133,7 @@ void printLine(const ordered_json& facts) {
     const std::string lie =
         facts.contains("nameSays") ? "  (its name says " + textOf(facts["nameSays"]) + ")" : std::string();
     std::printf("%-8s %-21s %-28s %s%s\n", textOf(facts["kind"]).c_str(), textOf(facts["format"]).c_str(),
-                essence(facts).c_str(), textOf(facts["file"]).c_str(), lie.c_str());
+                essence(facts).c_str(), printable(facts["file"].get<std::string>()).c_str(), lie.c_str());
 }
 
 // Takes results in any order and gives them out in the order of the entries.

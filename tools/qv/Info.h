@@ -6,8 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 class CPluginInfo;
 
@@ -20,6 +21,9 @@ struct Description {
     std::string problem; // why the code is not Done, without the path
 };
 Description describeFile(const std::string& path);
+// One line of JSON, and back: nothing when the text is none of these lines.
+std::string toText(const Description& description);
+std::optional<Description> fromText(std::string_view text);
 // What can be said of every file.
 nlohmann::ordered_json commonFacts(const std::string& path, Kind kind, const Content& content);
 
@@ -32,7 +36,6 @@ int describeSound(const std::string& path, nlohmann::ordered_json& facts, std::s
 int describeTitle(const std::string& path, nlohmann::ordered_json& facts, std::string& problem);
 int describeSideFile(const std::string& path, nlohmann::ordered_json& facts, std::string& problem);
 
-std::string localTime(std::int64_t seconds); // "2005-12-24 12:34:56"
 double rounded3(double value);
 std::string moduleName(const CPluginInfo& plugin); // its file's name
 

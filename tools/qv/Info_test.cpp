@@ -21,12 +21,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
-
 RunResult info(std::vector<std::string> files) {
-    std::vector<std::string> command{program(), "info", "--json"};
-    command.insert(command.end(), files.begin(), files.end());
-    return run(command);
+    files.insert(files.begin(), {"info", "--json"});
+    return qv::test::runQv(files);
 }
 
 json factsOf(const fs::path& path) {
@@ -110,7 +107,7 @@ TEST(Info, MoviesAreWhatOtherReadersSay) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.file);
-        const auto result = run({program(), "info", "--json", (media / row.file).string()});
+        const auto result = qv::test::runQv({"info", "--json", (media / row.file).string()});
         ASSERT_EQ(result.exitCode, 0) << result.err;
         const auto facts = nlohmann::json::parse(result.out).at(0);
         EXPECT_EQ(facts["kind"], "movie");
@@ -180,7 +177,7 @@ TEST(Info, FoldersAreWalkedInOneOrderWhateverIsBrokenInThem) {
                                         "photo.bmp", "sub/cut.wav", "sub/hello.tte", "sub/sound.wav"}));
     EXPECT_EQ(kinds, (std::vector<std::string>{"sidefile", "other", "other", "other", "sound", "picture",
                                                "sound", "title", "sound"}));
-    const auto text = run({program(), "info", folder.string()});
+    const auto text = qv::test::runQv({"info", folder.string()});
     EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 9) << text.out;
     EXPECT_NE(text.out.find("(its name says JPEG)"), std::string::npos);
     EXPECT_EQ(text.err, "") << "no progress where there is no terminal";
@@ -195,6 +192,8 @@ TEST(Info, NamesWhatItDoesNotRead) {
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0]["format"], "text");
     EXPECT_EQ(info({home() / "text.txt"}).exitCode, 4);
+    writeFile(makeFolder("odd") / "a\x1B[2J\nb.txt", "x");
+    EXPECT_NE(qv::test::runQv({"info", home() / "odd"}).out.find("a\\x1B[2J\\x0Ab.txt\n"), std::string::npos);
 }
 
 TEST(Info, PicturesSayWhatTheCameraWrote) {
@@ -253,7 +252,7 @@ TEST(Info, AFileThatDidNotChangeIsNotOpenedAgain) {
     }
     fs::last_write_time(path, fs::last_write_time(path) - std::chrono::minutes(1));
     EXPECT_EQ(rateNow(), 16000) << "another time, another file";
-    EXPECT_EQ(run({program(), "cache", "clear"}).exitCode, 0);
+    EXPECT_EQ(qv::test::runQv({"cache", "clear"}).exitCode, 0);
     writeFile(path, wave(8000, 2)); // this very moment: it may be written again within the same second
     EXPECT_EQ(rateNow(), 8000);
     writeFile(path, wave(16000, 1));

@@ -150,7 +150,8 @@ int runCommands(int argc, char** argv) {
         const std::string who = chosen ? std::string("qv ") + chosen->name : "qv";
         return qv::cli::error(qv::cli::Usage, std::string(stop.what()) + " (see " + who + " --help)");
     }
-    return run ? run() : static_cast<int>(qv::cli::Usage);
+    const int code = run ? run() : static_cast<int>(qv::cli::Usage);
+    return code == qv::cli::Interrupted ? qv::cli::error(qv::cli::Interrupted, "interrupted") : code;
 }
 
 } // namespace

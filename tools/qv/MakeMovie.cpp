@@ -1,7 +1,7 @@
 // qv movie: pictures become a DV movie, each held for a while. A picture is encoded once; the frames that show it
 // differ in what is written around it: the running label and the length of the sound.
-#include "tools/qv/DvlogWriter.h"
 #include "tools/qv/Picture.h"
+#include "tools/qv/TapeTexts.h"
 
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/image/FrameTools.h"
@@ -102,7 +102,6 @@ public:
         return movie_ ? Done : error(NotSupported, "no module that writes DV movies is installed");
     }
 
-    DvSystem system() const { return system_; }
     CSize frameSize() const { return QVTLGetJustXYSize(system_ == DvSystem::Pal ? 1 : 0); }
     std::int64_t frames() const { return frames_; }
     DvLabel label() const { return dvLabelOf(frames_, system_ == DvSystem::Ntsc, system_); }
@@ -174,10 +173,8 @@ int addPicture(const Options& options, const std::string& path, std::int64_t end
     if (!maker.encode(picture)) return error(NotSupported, path + ": the DV encoder refuses it");
     const auto recorded = takenAt(picture, path);
     const std::int64_t first = maker.frames();
-    nlohmann::ordered_json entry = {{"picture", path},
-                                    {"frame", first},
-                                    {"frames", end - first},
-                                    {"timecode", labelText(maker.label(), maker.system())}};
+    nlohmann::ordered_json entry = {
+        {"picture", path}, {"frame", first}, {"frames", end - first}, {"timecode", labelText(maker.label())}};
     if (recorded) entry["recorded"] = recordedText(*recorded);
     entries.push_back(entry);
     while (maker.frames() < end) {
@@ -192,6 +189,7 @@ int run(const Options& options, const Common& common) {
     const bool pal = options.system.empty() ? QVIsPal() != 0 : options.system == "pal";
     const DvSystem system = pal ? DvSystem::Pal : DvSystem::Ntsc;
     const DvRate rate = dvRate(system);
+    interrupted(); // from here on Ctrl-C leaves no temporary file
     Target target(options.out);
     if (target.error() != 0) return error(Failed, options.out + ": " + std::strerror(target.error()));
     Maker maker(system, options.wide);

@@ -14,8 +14,6 @@ namespace {
 
 constexpr ULONG kRed = 0x0000FF, kBlue = 0xFF0000, kGreen = 0x00FF00; // 0x00BBGGRR
 
-std::string program() { return buildFolder() / "bin/qv"; }
-
 // A picture whose left half has one colour and its right half another.
 std::string picture(const std::string& name, int width, int height, ULONG left, ULONG right) {
     CQVDIB made;
@@ -32,7 +30,7 @@ std::string picture(const std::string& name, int width, int height, ULONG left, 
 // A frame of a movie as `qv thumb` shows it.
 void frame(const std::string& movie, int number, CQVDIB& out) {
     const std::string path = home() / "frame.bmp";
-    const auto made = run({program(), "thumb", movie, "-o", path, "--frame", std::to_string(number)});
+    const auto made = runQv({"thumb", movie, "-o", path, "--frame", std::to_string(number)});
     EXPECT_EQ(made.exitCode, 0) << made.err;
     EXPECT_EQ(out.AttachMapFile(path.c_str(), 1), 1);
 }
@@ -55,8 +53,8 @@ std::string colours(const std::string& movie, int number) {
     return found;
 }
 
-json jsonOf(const std::vector<std::string>& command) {
-    const auto result = run(command);
+json jsonOf(const std::vector<std::string>& words) {
+    const auto result = runQv(words);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     return json::parse(result.out, nullptr, false);
 }
@@ -73,7 +71,7 @@ TEST(MakeMovie, PicturesBecomeScenesWithLabelsAndDates) {
     const std::string plain = picture("plain.bmp", 400, 300, kRed, kBlue);
     const std::string tall = picture("tall.bmp", 300, 900, kGreen, kGreen);
     for (const auto& [path, orientation] : {std::pair{turned, "6"}, {mirrored, "2"}}) {
-        ASSERT_EQ(run({program(), "convert", plain, path, "--quality", "95"}).exitCode, 0);
+        ASSERT_EQ(runQv({"convert", plain, path, "--quality", "95"}).exitCode, 0);
         ASSERT_EQ(run({"exiv2", std::string("-Mset Exif.Image.Orientation Short ") + orientation,
                        "-Mset Exif.Photo.DateTimeOriginal Ascii '2005:12:24 18:30:59'", path})
                       .exitCode,
@@ -82,11 +80,11 @@ TEST(MakeMovie, PicturesBecomeScenesWithLabelsAndDates) {
     const std::string out = home() / "out.avi";
     for (const bool pal : {true, false}) {
         SCOPED_TRACE(pal ? "PAL" : "NTSC");
-        const auto made = jsonOf({program(), "movie", "-o", out, plain, turned, mirrored, tall, "--seconds",
-                                  "1.5", "--system", pal ? "pal" : "ntsc", "--json"});
+        const auto made = jsonOf({"movie", "-o", out, plain, turned, mirrored, tall, "--seconds", "1.5",
+                                  "--system", pal ? "pal" : "ntsc", "--json"});
         const int ends[] = {pal ? 38 : 45, pal ? 75 : 90, pal ? 113 : 135, pal ? 150 : 180};
         EXPECT_EQ(made["frames"], ends[3]);
-        const auto log = jsonOf({program(), "dvlog", out, "--frames", "--json"});
+        const auto log = jsonOf({"dvlog", out, "--frames", "--json"});
         ASSERT_EQ(log["scenes"].size(), 4u) << log;
         for (size_t i = 0; i < 4; ++i) {
             const auto entry = made["pictures"][i], scene = log["scenes"][i];
@@ -128,9 +126,9 @@ TEST(MakeMovie, WideFilledAndStretched) {
                 {{"--wide", "--fit", "fill"}, "ggggg", 16 / 9.0},
                 {{"--fit", "stretch"}, "ggggg", 4 / 3.0}};
     for (const auto& row : rows) {
-        std::vector<std::string> command = {program(), "movie", "-o", out, tall, "--seconds", "0.03"};
-        command.insert(command.end(), row.options.begin(), row.options.end());
-        const auto made = run(command);
+        std::vector<std::string> words = {"movie", "-o", out, tall, "--seconds", "0.03"};
+        words.insert(words.end(), row.options.begin(), row.options.end());
+        const auto made = runQv(words);
         EXPECT_EQ(made.exitCode, 0) << made.err;
         EXPECT_EQ(colours(out, 0), row.colours);
         CQVDIB shown;
@@ -149,25 +147,24 @@ TEST(MakeMovie, IsThereWholeOrNotAtAll) {
     const struct {
         std::vector<std::string> command;
         int code;
-    } rows[] = {{{program(), "movie", "-o", out, good, bad}, 4},
-                {{program(), "movie", "-o", out, home() / "none.png"}, 3},
-                {{program(), "movie", "-o", home() / "out.mpg", good}, 2},
-                {{program(), "movie", "-o", out, good, "--seconds", "0"}, 2},
-                {{program(), "movie", "-o", home() / "no/folder.avi", good}, 1},
-                {{"bash", "-c", fullDisk, "bash", program(), "movie", "-o", out, good}, 1},
+    } rows[] = {{{qvProgram(), "movie", "-o", out, good, bad}, 4},
+                {{qvProgram(), "movie", "-o", out, home() / "none.png"}, 3},
+                {{qvProgram(), "movie", "-o", home() / "out.mpg", good}, 2},
+                {{qvProgram(), "movie", "-o", out, good, "--seconds", "0"}, 2},
+                {{qvProgram(), "movie", "-o", home() / "no/folder.avi", good}, 1},
+                {{"bash", "-c", fullDisk, "bash", qvProgram(), "movie", "-o", out, good}, 1},
                 // In the foreground, or it interrupts twice, and the second time ends the program at once.
-                {{"timeout", "--foreground", "--preserve-status", "-s", "INT", "0.3", program(), "movie",
+                {{"timeout", "--foreground", "--preserve-status", "-s", "INT", "0.3", qvProgram(), "movie",
                   "-q", "-o", out, good, "--seconds", "3000"},
                  130}};
     for (const auto& row : rows) {
         const auto result = run(row.command);
         EXPECT_EQ(result.exitCode, row.code) << result.err;
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), row.code == 130 ? 0 : 1)
-            << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_EQ(readFile(out), "the old one");
         EXPECT_EQ(filesAtHome(), before) << row.code;
     }
-    EXPECT_EQ(run({program(), "movie", "-o", out, good, "--seconds", "0.1"}).exitCode, 0);
+    EXPECT_EQ(runQv({"movie", "-o", out, good, "--seconds", "0.1"}).exitCode, 0);
     EXPECT_EQ(filesAtHome(), before);
     EXPECT_EQ(readFile(out).substr(0, 4), "RIFF");
 }

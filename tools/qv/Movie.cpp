@@ -4,14 +4,15 @@
 #include "qvlibs/image/FitRectangle.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/PluginInfo.h"
-#include "qvlibs/timecode/DvFrameInfo.h"
+#include "tools/qv/TapeTexts.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <sys/stat.h>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace qv::cli {
 namespace {
@@ -42,7 +43,7 @@ int whyNot(const std::string& path, std::string& why) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         const int reason = errno;
-        return because(reason == ENOENT || reason == ENOTDIR ? NotFound : Failed, std::strerror(reason));
+        return because(exitFor(reason), std::strerror(reason));
     }
     if (S_ISDIR(status.st_mode)) return because(NotSupported, "is a folder");
     if (status.st_size == 0 && S_ISREG(status.st_mode)) return because(Damaged, "is empty");
@@ -101,29 +102,17 @@ bool Movie::isDv() const {
 }
 
 Movie::Tape Movie::tapeOf(LONG frame) const {
-    Tape tape;
-    if (!isDv()) return tape;
+    if (!isDv()) return {};
     constexpr ULONG kCompressedBothFields = 0x40000001;
     std::vector<unsigned char> data(lineBytes(size_.cx) * static_cast<size_t>(size_.cy));
     const ULONG result = QVTLAVIGetNonCompressedStreamEx2(
         handle_, frame, data.data(), size_.cx, size_.cy, DIB_TYPE_AUTO, 0, MOVIE_DECODE_DEFAULT,
         RESIZE_METHOD_DEFAULT, kCompressedBothFields, nullptr, nullptr);
-    if (result != QV_COMPRESSED) return tape;
+    if (result != QV_COMPRESSED) return {};
     const auto system = size_.cy == 576 ? DvSystem::Pal : DvSystem::Ntsc;
     const auto info = readDvFrame({data.data(), dvFrameBytes(system)});
-    if (!info) return tape;
-    CString text;
-    if (info->timecode) {
-        text.Format("%02d:%02d:%02d%c%02d", info->timecode->hours, info->timecode->minutes,
-                    info->timecode->seconds, info->timecode->dropFrame ? ';' : ':', info->timecode->frames);
-        tape.timecode = text.str();
-    }
-    if (info->date && info->time) {
-        text.Format("%04d-%02d-%02d %02d:%02d:%02d", info->date->year, info->date->month, info->date->day,
-                    info->time->hours, info->time->minutes, info->time->seconds);
-        tape.recorded = text.str();
-    }
-    return tape;
+    if (!info) return {};
+    return {labelText(*info), recordedText(*info)};
 }
 
 DIB_TYPE Movie::typeOf(LONG frame) const {

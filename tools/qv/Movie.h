@@ -23,13 +23,7 @@ public:
     // Counted when it is asked for the first time: some movies must be read to their end for it.
     LONG frames() const;
     SIZE size() const { return size_; } // of a decoded frame
-    ULONG rate() const { return rate_.rate; }
-    ULONG scale() const { return rate_.scale; } // frames a second = rate / scale
-
-    const FrameRate& frameRate() const { return rate_; }
-    int timecodeMode() const { return rate_.timecodeMode(); }
-    LONG frameAt(const std::string& label) const { return rate_.frameAt(label); }
-    std::string positionOf(LONG frame) const { return rate_.positionOf(frame); }
+    const FrameRate& rate() const { return rate_; }
 
     // What a DV frame itself says, both empty where it does not: the tape's timecode, and when it was recorded as
     // "2024-07-08 19:55:58".

@@ -58,7 +58,7 @@ int describeMovie(const std::string& path, nlohmann::ordered_json& facts, std::s
     facts["width"] = movie->size().cx;
     facts["height"] = movie->size().cy;
     facts["shape"] = shapeText(movie->typeOf(0));
-    facts["rate"] = std::to_string(movie->rate()) + "/" + std::to_string(movie->scale());
+    facts["rate"] = movie->rate().text();
     facts["frames"] = movie->frames();
     facts["seconds"] = rounded3(QVTLAVIGetMiliseconds(movie->handle()) / 1000.0);
     facts["kilobits"] = QVTLAVIGetVideoAverageRate(movie->handle());

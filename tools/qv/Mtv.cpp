@@ -8,9 +8,12 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
+
+#include <unistd.h>
 
 using nlohmann::ordered_json;
 
@@ -64,7 +67,7 @@ void printTable(const ordered_json& document) {
         const std::string text = value.is_string() ? value.get<std::string>()
                                  : value.is_null() ? "-"
                                                    : value.dump();
-        std::printf("%-16s %s\n", name.c_str(), text.c_str());
+        std::printf("%-16s %s\n", name.c_str(), printable(text).c_str());
     }
 }
 
@@ -75,9 +78,15 @@ std::string sideFileOf(const std::string& path) {
     return path;
 }
 
+// Done, or says in one line why not.
+int readable(const std::string& path) {
+    return access(path.c_str(), R_OK) == 0 ? static_cast<int>(Done) : fileError(path, errno);
+}
+
 int show(const Options& options, const Common& common) {
     const std::string side = sideFileOf(options.file);
     if (side.empty()) return error(NotFound, options.file + ": no side file links to it");
+    if (const int code = readable(side); code != Done) return code;
     MtvAtrTag record;
     if (!QVTLGetMtvAtr(side.c_str(), &record)) return error(Damaged, side + ": no side file of 568 bytes");
     ordered_json document = {{"file", side}};
@@ -91,9 +100,11 @@ int show(const Options& options, const Common& common) {
 
 std::optional<SYSTEMTIME> parseDate(const std::string& text) {
     unsigned year, month, day, hour = 0, minute = 0, second = 0;
-    const int got = std::sscanf(text.c_str(), "%4u-%2u-%2u%*1[ T]%2u:%2u:%2u", &year, &month, &day, &hour,
-                                &minute, &second);
-    if (got < 3 || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 59)
+    int date = 0, all = 0;
+    std::sscanf(text.c_str(), "%4u-%2u-%2u%n%*1[ T]%2u:%2u:%2u%n", &year, &month, &day, &date, &hour, &minute,
+                &second, &all);
+    const bool whole = date > 0 && text.size() == static_cast<size_t>(all > 0 ? all : date);
+    if (!whole || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 59)
         return {};
     const auto word = [](unsigned value) { return static_cast<WORD>(value); };
     return SYSTEMTIME{word(year), word(month), 0, word(day), word(hour), word(minute), word(second), 0};
@@ -105,6 +116,7 @@ int make(const Options& options, const Common& common) {
         time = parseDate(options.date);
         if (!time) return error(Usage, options.date + ": dates read YYYY-MM-DD hh:mm:ss");
     }
+    if (const int code = readable(options.file); code != Done) return code;
     SYSTEMTIME* const given = time ? &*time : nullptr;
     const ULONG status = options.vendor.empty() ? QVTLMakeMtv(options.file.c_str(), options.row, 0, given)
                                                 : QVTLMakeMtvEx(options.file.c_str(), options.vendor.c_str(),
@@ -119,6 +131,7 @@ int make(const Options& options, const Common& common) {
 }
 
 int link(const Options& options, const Common&) {
+    if (const int code = readable(options.file); code != Done) return code;
     if (QVTLRenameMtv(options.file.c_str(), options.target.c_str()) != 0) {
         return error(Failed, options.file + ": cannot be linked to " + options.target);
     }
@@ -171,7 +184,7 @@ std::function<int()> setupMtv(CLI::App& app, const Common& common) {
     showing->add_option("FILE", options->file, "Side file, or the recording it belongs to")->required();
     auto* making = app.add_subcommand("make", "Make the side file of a recording");
     making->add_option("MOVIE", options->file, "MPEG-2 recording")->required();
-    making->add_option("--row", options->row, "Row of the vendor table")->check(CLI::Range(0, 99));
+    making->add_option("--row", options->row, "Row of the vendor table (16)")->check(CLI::Range(0, 99));
     making->add_option("--vendor", options->vendor, "Vendor text, instead of a row");
     making->add_option("--ext", options->extension, "Extension of the side file, with --vendor");
     making->add_option("--date", options->date, "When it was recorded, YYYY-MM-DD hh:mm:ss");

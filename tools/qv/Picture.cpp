@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <unistd.h>
 
@@ -47,8 +46,7 @@ private:
 };
 
 int whyNotLoaded(const std::string& path, ULONG status) {
-    if (access(path.c_str(), F_OK) != 0) return error(NotFound, path + ": " + std::strerror(errno));
-    if (access(path.c_str(), R_OK) != 0) return error(Failed, path + ": " + std::strerror(errno));
+    if (access(path.c_str(), R_OK) != 0) return fileError(path, errno);
     if (status == QV_NO_EXPORT) return error(NotSupported, path + ": no picture of a kind that is installed");
     return error(Damaged, path + ": no whole picture, or one that is too large");
 }

@@ -7,8 +7,8 @@
 namespace {
 
 qv::test::RunResult plugins(std::vector<std::string> words) {
-    words.insert(words.begin(), {qv::test::buildFolder() / "bin" / "qv", "plugins"});
-    return qv::test::run(words);
+    words.insert(words.begin(), "plugins");
+    return qv::test::runQv(words);
 }
 
 } // namespace

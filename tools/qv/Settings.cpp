@@ -2,14 +2,13 @@
 #include "tools/qv/Settings.h"
 
 #include "qvlibs/framework/Strings.h"
-#include "qvlibs/util/AtomicFile.h"
 #include "tools/qv/SettingsText.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <iterator>
+#include <cerrno>
+#include <cstdio>
 #include <memory>
 
 namespace qv::cli {
@@ -55,10 +54,10 @@ ordered_json treeJson(HKEY hive, const std::string& path) {
 
 void printTree(HKEY hive, const std::string& path, int depth) {
     for (const auto& [name, value] : registry::values(hive, path))
-        std::printf("%*s%s = %s\n", depth * 2, "", name.empty() ? "\"\"" : name.c_str(),
+        std::printf("%*s%s = %s\n", depth * 2, "", name.empty() ? "\"\"" : printable(name).c_str(),
                     valueText(value).c_str());
     for (const auto& name : registry::subKeys(hive, path)) {
-        std::printf("%*s%s\n", depth * 2, "", name.c_str());
+        std::printf("%*s%s\n", depth * 2, "", printable(name).c_str());
         printTree(hive, joined(path, name), depth + 1);
     }
 }
@@ -193,10 +192,7 @@ int exportText(const SettingsOptions& options, const Common&) {
         std::fwrite(text.data(), 1, text.size(), stdout);
         return Done;
     }
-    AtomicFile file(options.file);
-    if (!file.isOpen() || !file.write(text.data(), text.size()) || !file.commit())
-        return error(Failed, options.file + ": " + std::strerror(file.error()));
-    return Done;
+    return writeFile(options.file, text);
 }
 
 std::optional<std::string> readAll(const std::string& name) {
@@ -217,11 +213,7 @@ std::optional<std::string> readAll(const std::string& name) {
 int importText(const SettingsOptions& options, const Common& common) {
     errno = 0;
     const auto text = readAll(options.file);
-    if (!text) {
-        const int reason = errno;
-        return error(reason == ENOENT ? NotFound : Failed,
-                     options.file + ": " + (reason ? std::strerror(reason) : "too large"));
-    }
+    if (!text) return errno ? fileError(options.file, errno) : error(Failed, options.file + ": too large");
     const SettingsParse parsed = parseSettings(*text);
     if (!parsed.problem.empty()) return error(Damaged, options.file + ", " + parsed.problem);
     size_t count = 0;

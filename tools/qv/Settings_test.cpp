@@ -15,8 +15,8 @@ namespace registry = qv::registry;
 using registry::Type;
 
 qv::test::RunResult settings(std::vector<std::string> words, const fs::path& home = qv::test::home()) {
-    words.insert(words.begin(), {qv::test::buildFolder() / "bin" / "qv", "settings"});
-    return qv::test::run(words, {"QVLIBS_HOME=" + home.string()});
+    words.insert(words.begin(), "settings");
+    return qv::test::runQv(words, {"QVLIBS_HOME=" + home.string()});
 }
 
 std::string exported(const fs::path& home) { return settings({"export", "--all"}, home).out; }
@@ -149,6 +149,7 @@ TEST(SettingsCommand, ImportIsAllOrNothing) {
     EXPECT_EQ(settings({"import", file}).exitCode, 1);
     EXPECT_EQ(exported(qv::test::home()), before);
     EXPECT_EQ(settings({"import", "/nowhere"}).exitCode, 3);
+    EXPECT_EQ(settings({"import", file + "/x"}).exitCode, 3);
     qv::test::writeFile(file, "[Common]\nGUIIconSizeX = 5\n");
     EXPECT_EQ(settings({"import", file, "--replace"}).exitCode, 0);
     EXPECT_EQ(settings({"list"}).out, "Common\n  GUIIconSizeX = 5\n");
@@ -245,10 +246,8 @@ TEST(SettingsCommand, QvenvIniBesideTheLibraryChoosesTheRoot) {
     qv::test::writeFile(folder / "qvenv.ini",
                         "[registrykey]\nPosition=Software\\" + std::string(300, 'p') + "\nData=Sys\n");
     const std::vector<std::string> environment{"LD_LIBRARY_PATH=" + folder.string()};
-    const auto program = (qv::test::buildFolder() / "bin/qv").string();
-    const auto run = [&](std::vector<std::string> words) {
-        words.insert(words.begin(), program);
-        return qv::test::run(words, environment);
+    const auto run = [&](const std::vector<std::string>& words) {
+        return qv::test::runQv(words, environment);
     };
     EXPECT_EQ(run({"settings", "set", "Common", "Sys", "1"}).exitCode, 0);
     EXPECT_EQ(run({"tc", "frames", "00:00:01:00"}).out, "25\n"); // the PAL flag under its other name

@@ -11,8 +11,6 @@ using namespace qv::test;
 
 namespace {
 
-std::string program() { return buildFolder() / "bin/qv"; }
-
 // A tape of 60 frames, each of a gray that is its number.
 std::string makeTape() {
     const std::string path = home() / "tape.avi";
@@ -29,8 +27,8 @@ TEST(Sheet, TilesAreEvenlySpacedAndLabelled) {
     QV_NEEDS_PROGRAM("ffmpeg");
     const std::string tape = makeTape();
     const std::string out = home() / "sheet.bmp";
-    const auto made = run(
-        {program(), "sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66", "--json"});
+    const auto made =
+        runQv({"sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66", "--json"});
     ASSERT_EQ(made.exitCode, 0) << made.err;
     const auto result = nlohmann::json::parse(made.out);
     ASSERT_EQ(result["tiles"].size(), 6u);
@@ -54,14 +52,14 @@ TEST(Sheet, TilesAreEvenlySpacedAndLabelled) {
         EXPECT_GT(white, 50);
     }
     const std::string first = readFile(out);
-    run({program(), "sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66"});
+    runQv({"sheet", tape, "-o", out, "--columns", "3", "--rows", "2", "--tile", "88x66"});
     EXPECT_TRUE(readFile(out) == first) << "the same movie gives the same sheet";
 }
 
 TEST(Sheet, TitlesHaveTheirOwnRate) {
     writeFile(home() / "hello.tte", "[Title]\nRate=25/1\nFrames=100\n[Line]\nText=Hello\n");
-    const auto made = run({buildFolder() / "bin/qv", "sheet", home() / "hello.tte", "-o",
-                           home() / "sheet.bmp", "--json", "--columns", "2", "--rows", "1"});
+    const auto made = runQv({"sheet", home() / "hello.tte", "-o", home() / "sheet.bmp", "--json", "--columns",
+                             "2", "--rows", "1"});
     ASSERT_EQ(made.exitCode, 0) << made.err;
     const auto tiles = nlohmann::json::parse(made.out)["tiles"];
     EXPECT_EQ(tiles[0]["label"], "00:00:01:00");
@@ -76,9 +74,9 @@ TEST(Sheet, BadInputIsOneLineAndLeavesNothing) {
                             {{"none.avi"}, 3},
                             {{"text.avi", "--columns", "0"}, 2},
                             {{"text.avi", "--tile", "x"}, 2}}) {
-        std::vector<std::string> command = {program(), "sheet", "-o", out, home() / row.first[0]};
-        command.insert(command.end(), row.first.begin() + 1, row.first.end());
-        const auto result = run(command);
+        std::vector<std::string> words = {"sheet", "-o", out, home() / row.first[0]};
+        words.insert(words.end(), row.first.begin() + 1, row.first.end());
+        const auto result = runQv(words);
         EXPECT_EQ(result.exitCode, row.second) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_FALSE(std::filesystem::exists(out));

@@ -16,8 +16,6 @@ using testing::StartsWith;
 
 namespace {
 
-std::string program() { return qv::test::buildFolder() / "bin" / "qv"; }
-
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
@@ -26,16 +24,16 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 std::vector<std::string> completions(const std::vector<std::string>& words) {
-    std::vector<std::string> command{program(), "complete", "--"};
+    std::vector<std::string> command{"complete", "--"};
     command.insert(command.end(), words.begin(), words.end());
-    const auto result = qv::test::run(command);
+    const auto result = qv::test::runQv(command);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.err, "");
     return linesOf(result.out);
 }
 
 TEST(Shell, TheProgramKnowsWhatMayComeNext) {
-    ASSERT_EQ(qv::test::run({program(), "settings", "set", "Model0003", "Two words", "1"}).exitCode, 0);
+    ASSERT_EQ(qv::test::runQv({"settings", "set", "Model0003", "Two words", "1"}).exitCode, 0);
     const struct {
         std::vector<std::string> words;
         std::vector<std::string> expected;
@@ -64,21 +62,34 @@ TEST(Shell, TheProgramKnowsWhatMayComeNext) {
 
 TEST(Shell, BashTakesThem) {
     QV_NEEDS_PROGRAM("bash");
-    ASSERT_EQ(qv::test::run({program(), "settings", "set", "Common", "Two words", "1"}).exitCode, 0);
-    const std::string script = std::string(". ") + QV_BASH_COMPLETION + "; COMP_WORDS=('" + program() +
+    ASSERT_EQ(qv::test::runQv({"settings", "set", "Common", "Two words", "1"}).exitCode, 0);
+    const std::string script = std::string(". ") + QV_COMPLETIONS + "/qv.bash; COMP_WORDS=('" +
+                               qv::test::qvProgram() +
                                "' settings get Common T); COMP_CWORD=4; _qv; "
                                "printf '%s\\n' \"${COMPREPLY[@]}\"";
     EXPECT_EQ(qv::test::run({"bash", "-c", script}).out, "Two\\ words\n");
 }
 
+TEST(Shell, FishTakesThemAndFilesWhereThereAreNone) {
+    QV_NEEDS_PROGRAM("fish");
+    const auto folder = qv::test::makeFolder("in");
+    qv::test::writeFile(folder / "tape.dv", "");
+    const std::string script = std::string("source ") + QV_COMPLETIONS + "/qv.fish; cd " + folder.string() +
+                               "; complete -C '" + qv::test::qvProgram() + " stg r'; complete -C '" +
+                               qv::test::qvProgram() + " stg '; complete -C '" + qv::test::qvProgram() +
+                               " info '";
+    EXPECT_EQ(qv::test::run({"fish", "--no-config", "-c", script}).out,
+              "remove\ncheck\nget\nlist\nput\nremove\ntape.dv\n");
+}
+
 TEST(Shell, AMistypedCommandIsGuessed) {
-    EXPECT_THAT(qv::test::run({program(), "thunb"}).err, HasSubstr("did you mean thumb?"));
-    EXPECT_THAT(qv::test::run({program(), "setings"}).err, HasSubstr("did you mean settings?"));
-    EXPECT_THAT(qv::test::run({program(), "xyzzy"}).err, Not(HasSubstr("did you mean")));
+    EXPECT_THAT(qv::test::runQv({"thunb"}).err, HasSubstr("did you mean thumb?"));
+    EXPECT_THAT(qv::test::runQv({"setings"}).err, HasSubstr("did you mean settings?"));
+    EXPECT_THAT(qv::test::runQv({"xyzzy"}).err, Not(HasSubstr("did you mean")));
 }
 
 TEST(Shell, TheManualHasEveryCommandAndIsGoodRoff) {
-    const auto manual = qv::test::run({program(), "--manual"});
+    const auto manual = qv::test::runQv({"--manual"});
     ASSERT_EQ(manual.exitCode, 0);
     for (const auto& command : completions({""})) {
         if (command.starts_with("-")) continue;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <sstream>
 
 using qv::test::home;
@@ -12,10 +13,8 @@ using qv::test::home;
 namespace {
 
 qv::test::RunResult qvRun(const std::string& words) {
-    std::vector<std::string> command{qv::test::buildFolder() / "bin" / "qv"};
     std::istringstream in(words);
-    for (std::string word; in >> word;) command.push_back(word);
-    return qv::test::run(command);
+    return qv::test::runQv({std::istream_iterator<std::string>(in), {}});
 }
 
 std::string sideFile(const char* name, const char* link) {
@@ -42,15 +41,19 @@ TEST(MtvCommand, ShowsAndLinks) {
     EXPECT_EQ(qvRun("mtv show " + (home() / "clip.mpg").string()).exitCode, 3);
     qv::test::writeFile(path, "short");
     EXPECT_EQ(qvRun("mtv show " + path).exitCode, 5);
-    EXPECT_EQ(qvRun("mtv make " + (home() / "no.mpg").string()).exitCode, 1);
-    EXPECT_EQ(qvRun("mtv make a.mpg --date yesterday").exitCode, 2);
+    EXPECT_EQ(qvRun("mtv make " + path).exitCode, 1);
+    for (const char* words : {"mtv show no.mtv", "mtv make no.mpg", "mtv link no.mtv new.mpg"})
+        EXPECT_EQ(qvRun(words).exitCode, 3) << words;
+    for (const char* date : {"yesterday", "2005-12-24x", "2005-12-24T12:34:56Z", "2005-13-01"})
+        EXPECT_EQ(qvRun(std::string("mtv make a.mpg --date ") + date).exitCode, 2) << date;
     EXPECT_NE(qvRun("mtv vendors").out.find("00  Maker"), std::string::npos);
 }
 
 TEST(EstimateCommand, SizesAndSpaces) {
     EXPECT_EQ(qvRun("estimate size dv --length 00:00:10:00").out, "37.3 MB\n");
     EXPECT_EQ(qvRun("estimate size pcm --frames 300").out, "1.7 MB\n");
-    EXPECT_EQ(qvRun("estimate size dv --length ten").exitCode, 2);
+    for (const char* length : {" --length ten", " --length 05/12/24", ""})
+        EXPECT_EQ(qvRun(std::string("estimate size dv") + length).exitCode, 2) << length;
     EXPECT_EQ(qvRun("estimate space cheese").exitCode, 2);
     const auto space = qvRun("estimate space dv --json --quiet " + home().string());
     EXPECT_EQ(space.exitCode, 0) << space.err;

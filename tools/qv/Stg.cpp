@@ -67,47 +67,50 @@ std::vector<STATSTG> elementsOf(IStorage* storage) {
     return found;
 }
 
-// Whole seconds, local time; empty for none.
-std::string timeText(std::time_t seconds) {
-    char text[32];
-    std::tm parts{};
-    if (seconds == 0 || !localtime_r(&seconds, &parts)) return "";
-    return std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) ? text : "";
+// A storage below; null, with the status of opening it, when it is none.
+StoragePtr openElement(IStorage* storage, const char* name, HRESULT* status = nullptr) {
+    IStorage* opened = nullptr;
+    const HRESULT result = storage->OpenStorage(name, nullptr, kReadElement, nullptr, 0, &opened);
+    if (status) *status = result;
+    return StoragePtr(opened);
 }
 
-std::string timeText(const FILETIME& time) {
+// Null for none, and for what is beyond four digits of years.
+nlohmann::ordered_json timeText(std::int64_t seconds) {
+    const std::string text = localTime(seconds);
+    if (seconds == 0 || text.size() != 19) return nullptr;
+    return text;
+}
+
+nlohmann::ordered_json timeText(const FILETIME& time) {
     constexpr std::int64_t kUnixEpoch = 11644473600;
     const auto steps = static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-    return steps
-               ? timeText(static_cast<std::time_t>(static_cast<std::int64_t>(steps / 10000000) - kUnixEpoch))
-               : "";
+    if (steps == 0) return nullptr;
+    return timeText(static_cast<std::int64_t>(steps / 10000000) - kUnixEpoch);
 }
 
 // What the list shows of an element. A picture is a storage with a stream "data".
 nlohmann::ordered_json describe(IStorage* root, const std::string& path, const STATSTG& element) {
     const char* const name = element.pwcsName;
-    nlohmann::ordered_json row{{"name", path + name}};
-    if (element.type == STGTY_STREAM) {
-        row["kind"] = "stream";
-        row["size"] = element.cbSize;
-        return row;
-    }
-    row["kind"] = "storage";
-    {
-        IStorage* opened = nullptr;
-        root->OpenStorage(name, nullptr, kReadElement, nullptr, 0, &opened);
-        const StoragePtr storage(opened);
-        std::uint64_t size = 0;
-        for (const STATSTG& below : storage ? elementsOf(opened) : std::vector<STATSTG>()) {
+    const bool isStream = element.type == STGTY_STREAM;
+    std::uint64_t size = element.cbSize;
+    bool isPicture = false;
+    if (!isStream) {
+        const StoragePtr storage = openElement(root, name);
+        for (const STATSTG& below : storage ? elementsOf(storage.get()) : std::vector<STATSTG>()) {
             size += below.cbSize;
-            if (below.type == STGTY_STREAM && below.pwcsName == "data") row["kind"] = "picture";
+            isPicture = isPicture || (below.type == STGTY_STREAM && below.pwcsName == "data");
         }
-        row["size"] = size;
     }
-    row["modified"] = timeText(element.mtime);
+    nlohmann::ordered_json row{{"name", path + name},
+                               {"kind", isPicture  ? "picture"
+                                        : isStream ? "stream"
+                                                   : "storage"},
+                               {"size", size},
+                               {"modified", timeText(element.mtime)}};
+    if (!isPicture) return row;
     LONG time = 0, low = 0, high = 0;
-    if (row["kind"] != "picture") return row;
-    if (CQVDIB::ReadFileTimeFromStg(root, name, &time) == 0) row["mediaTime"] = timeText(std::time_t{time});
+    if (CQVDIB::ReadFileTimeFromStg(root, name, &time) == 0) row["mediaTime"] = timeText(time);
     if (CQVDIB::ReadFileSizeFromStg(root, name, low, high) == 0)
         row["mediaSize"] =
             static_cast<std::uint64_t>(static_cast<ULONG>(high)) << 32 | static_cast<ULONG>(low);
@@ -119,10 +122,8 @@ void collect(IStorage* storage, const std::string& path, bool all, nlohmann::ord
         rows.push_back(describe(storage, path, element));
         // A file may nest storages as deep as it has room for; nobody means to see that.
         if (!all || element.type != STGTY_STORAGE || path.size() > 4096) continue;
-        IStorage* opened = nullptr;
-        storage->OpenStorage(element.pwcsName, nullptr, kReadElement, nullptr, 0, &opened);
-        const StoragePtr below(opened);
-        if (below) collect(opened, path + element.pwcsName.str() + "/", all, rows);
+        const StoragePtr below = openElement(storage, element.pwcsName);
+        if (below) collect(below.get(), path + element.pwcsName.str() + "/", all, rows);
     }
 }
 
@@ -138,21 +139,16 @@ int list(const Options& options, const Common& common) {
     for (const auto& row : rows) {
         std::printf("%-31s  %-7s  %10llu", printable(row["name"]).c_str(),
                     row["kind"].get<std::string>().c_str(), row["size"].get<unsigned long long>());
-        if (row.contains("modified")) std::printf("  %-19s", row["modified"].get<std::string>().c_str());
-        if (row.contains("mediaSize"))
-            std::printf("  of %s, %llu bytes", row.value("mediaTime", "no time").c_str(),
+        if (row["modified"].is_string()) std::printf("  %-19s", row["modified"].get<std::string>().c_str());
+        if (row.contains("mediaSize")) {
+            const bool timed = row.contains("mediaTime") && row["mediaTime"].is_string();
+            std::printf("  of %s, %llu bytes",
+                        timed ? row["mediaTime"].get<std::string>().c_str() : "no time",
                         row["mediaSize"].get<unsigned long long>());
+        }
         std::printf("\n");
     }
     return Done;
-}
-
-// The status of opening the element of that name as a picture's storage.
-HRESULT findElement(IStorage* root, const std::string& name) {
-    IStorage* opened = nullptr;
-    const HRESULT status = root->OpenStorage(name.c_str(), nullptr, kReadElement, nullptr, 0, &opened);
-    const StoragePtr element(opened);
-    return status;
 }
 
 // Transacted: a picture that cannot be stored whole leaves the file as it was.
@@ -173,7 +169,8 @@ struct MediaFile {
 };
 
 int store(IStorage* root, const Options& options, CQVDIB& picture, const MediaFile& media) {
-    const HRESULT found = findElement(root, options.name);
+    HRESULT found = S_OK;
+    openElement(root, options.name.c_str(), &found);
     if (found == STG_E_INVALIDNAME)
         return error(Usage, "\"" + options.name + "\": names have 1 to 31 letters, none of / \\ : !");
     if (options.keep && found != STG_E_FILENOTFOUND)
@@ -191,7 +188,7 @@ int put(const Options& options, const Common& common) {
     if (const int code = loadPicture(options.picture, picture); code != Done) return code;
     const std::string& path = options.media.empty() ? options.picture : options.media;
     struct stat file {};
-    if (::stat(path.c_str(), &file) != 0) return error(NotFound, path + ": " + std::strerror(errno));
+    if (::stat(path.c_str(), &file) != 0) return fileError(path, errno);
     const MediaFile media{static_cast<LONG>(file.st_mtime), static_cast<std::uint64_t>(file.st_size)};
     StoragePtr root;
     bool made = false;
@@ -210,8 +207,9 @@ int get(const Options& options, const Common& common) {
     if (!canSavePicture(options.picture)) return NotSupported;
     StoragePtr root;
     if (const int code = open(options, kRead, root); code != Done) return code;
-    if (const HRESULT status = findElement(root.get(), options.name); status < 0)
-        return failure(status, "\"" + options.name + "\"");
+    HRESULT found = S_OK;
+    openElement(root.get(), options.name.c_str(), &found);
+    if (found < 0) return failure(found, "\"" + options.name + "\"");
     CQVDIB picture;
     if (picture.ReadFromStg(root.get(), options.name.c_str()) != 0 || picture.IsEmpty())
         return error(Damaged, "\"" + options.name + "\" holds no picture that can be read");

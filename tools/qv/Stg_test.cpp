@@ -26,8 +26,8 @@ std::string bmp(unsigned width, unsigned height) {
 }
 
 RunResult stg(std::vector<std::string> words) {
-    words.insert(words.begin(), {(buildFolder() / "bin" / "qv").string(), "stg"});
-    return run(words, {"TZ=UTC"});
+    words.insert(words.begin(), "stg");
+    return runQv(words, {"TZ=UTC"});
 }
 
 class Stg : public testing::Test {

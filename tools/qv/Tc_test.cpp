@@ -8,10 +8,10 @@
 namespace {
 
 qv::test::RunResult tc(const std::string& words) {
-    std::vector<std::string> command{qv::test::buildFolder() / "bin" / "qv", "tc"};
+    std::vector<std::string> command{"tc"};
     std::istringstream in(words);
     for (std::string word; in >> word;) command.push_back(word);
-    return qv::test::run(command);
+    return qv::test::runQv(command);
 }
 
 } // namespace

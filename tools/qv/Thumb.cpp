@@ -31,7 +31,7 @@ int ofMovie(const Options& options, Movie::Layout layout, LONG& frame, CQVDIB& p
     int code = Done;
     const auto movie = Movie::open(options.movie, code);
     if (!movie) return code;
-    frame = frameOf(options, movie->frameRate());
+    frame = frameOf(options, movie->rate());
     if (frame < 0) return options.at.empty() ? movie->whyNoFrame(frame) : Usage;
     if (options.size.empty()) {
         layout.size = movie->naturalSize(frame);
@@ -107,7 +107,7 @@ std::function<int()> setupThumb(CLI::App& app, const Common& common) {
         ->check(CLI::Range(0, 7));
     addFit(app, options->fit);
     app.add_option("--method", options->method,
-                   "0 and 5 cubic, 1 and 2 cubic, 3 and 4 smooth, 6 linear, 7 Lanczos, 8 triangle")
+                   "Of a movie's frame: 0, 1, 2 and 5 cubic, 3 and 4 smooth, 6 linear, 7 Lanczos, 8 triangle")
         ->check(CLI::Range(0, 8));
     return [options, &common] { return run(*options, common); };
 }

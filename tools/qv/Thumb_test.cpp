@@ -15,11 +15,10 @@ namespace {
 
 std::filesystem::path out() { return home() / "out.bmp"; }
 
-RunResult thumb(const std::string& movie, std::vector<std::string> more = {},
-                const std::vector<std::string>& environment = {}) {
-    std::vector<std::string> command = {buildFolder() / "bin/qv", "thumb", movie, "-o", out()};
+RunResult thumb(const std::string& movie, const std::vector<std::string>& more = {}) {
+    std::vector<std::string> command = {"thumb", movie, "-o", out()};
     command.insert(command.end(), more.begin(), more.end());
-    return run(command, environment);
+    return runQv(command);
 }
 
 // A tape of 30 frames: left half red, right half blue, upper right quarter green; frame 20 on is all white.
@@ -180,10 +179,9 @@ TEST(Thumb, OddNamesWorkAndFailedTargetsLeaveNothing) {
         std::filesystem::copy_file(tape, home() / name);
         EXPECT_EQ(thumb(home() / name).exitCode, 0) << testing::PrintToString(name);
     }
-    const std::string qv = buildFolder() / "bin/qv";
-    const auto noFolder = run({qv, "thumb", tape, "-o", home() / "no/such/t.bmp"});
+    const auto noFolder = runQv({"thumb", tape, "-o", home() / "no/such/t.bmp"});
     EXPECT_EQ(noFolder.exitCode, 1);
     EXPECT_EQ(std::count(noFolder.err.begin(), noFolder.err.end(), '\n'), 1) << noFolder.err;
-    EXPECT_EQ(run({qv, "thumb", tape, "-o", home() / "t.nonsense"}).exitCode, 4);
+    EXPECT_EQ(runQv({"thumb", tape, "-o", home() / "t.nonsense"}).exitCode, 4);
     EXPECT_FALSE(std::filesystem::exists(home() / "t.nonsense"));
 }

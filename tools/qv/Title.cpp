@@ -45,7 +45,7 @@ int describeTitle(const std::string& path, nlohmann::ordered_json& facts, std::s
     facts["module"] = title->module();
     facts["width"] = title->size().cx;
     facts["height"] = title->size().cy;
-    facts["rate"] = std::to_string(title->rate().rate) + "/" + std::to_string(title->rate().scale);
+    facts["rate"] = title->rate().text();
     facts["frames"] = title->frames();
     facts["seconds"] = rounded3(title->seconds());
     return Done;

@@ -14,23 +14,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using nlohmann::ordered_json;
-
 namespace qv::cli {
 namespace {
 
 constexpr size_t kWorkers = 2;
-
-std::string toText(const Description& description) {
-    const ordered_json document = {
-        {"facts", description.facts}, {"code", description.code}, {"problem", description.problem}};
-    return document.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
-}
-
-Description fromText(std::string_view text) {
-    ordered_json document = ordered_json::parse(text);
-    return {std::move(document["facts"]), document["code"], document["problem"]};
-}
 
 bool sendAll(int file, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -150,7 +137,8 @@ bool describeFiles(std::span<const std::string> paths,
             std::string answer;
             if (!workers[i].isBusy() || links[i].revents == 0 || !workers[i].take(answer)) continue;
             const size_t place = workers[i].place();
-            ready(place, answer.empty() ? lost(paths[place]) : fromText(answer));
+            auto description = fromText(answer);
+            ready(place, description ? std::move(*description) : lost(paths[place]));
             ++done;
         }
     }
@@ -164,8 +152,7 @@ void serveDescriptions() {
             path += static_cast<char>(letter);
             continue;
         }
-        const std::string answer = toText(describeFile(path));
-        if (!sendAll(STDOUT_FILENO, answer)) break;
+        if (!sendAll(STDOUT_FILENO, toText(describeFile(path)) + "\n")) break;
         path.clear();
     }
     _exit(Done); // without the end of the library: the cache is the other process's to save
