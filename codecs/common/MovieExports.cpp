@@ -1,11 +1,9 @@
-// The exports for reading movies, on top of MovieStream. Nothing thrown leaves them: a file that asks for
-// more memory than there is fails like any other.
+// The exports for reading movies, on top of MovieStream.
 #include "codecs/common/MovieStream.h"
 #include "codecs/common/Tickets.h"
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
 #include <vector>
 
 namespace {
@@ -20,20 +18,10 @@ struct OpenMovie {
 // Ready when the module is loaded and gone when it is unloaded.
 constinit qv::Tickets<OpenMovie> streams;
 
-// Calls action(open) on an open stream; `failure` when the ticket is refused or something is thrown.
-template <class Result, class Action>
-Result with(QVSTREAM stream, Result failure, Action action) {
-    try {
-        const auto open = streams.find(stream);
-        return open ? action(*open) : failure;
-    } catch (const std::exception&) {
-        return failure;
-    }
-}
-
 template <class Action>
 uint32_t withMovie(QVSTREAM stream, Action action) {
-    return with(stream, uint32_t{QV_PLUGIN_FAILED}, [&](OpenMovie& open) { return action(*open.movie); });
+    return streams.with(stream, uint32_t{QV_PLUGIN_FAILED},
+                        [&](OpenMovie& open) { return action(*open.movie); });
 }
 
 uint32_t statusOf(bool done) { return done ? QV_PLUGIN_OK : QV_PLUGIN_FAILED; }
@@ -64,35 +52,22 @@ BITMAPINFOHEADER pictureHeader(MovieStream::Size size) {
 
 #define QV_MOVIE_EXPORT extern "C" QV_PLUGIN_EXPORT
 
-QV_MOVIE_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
-    *error = QV_PLUGIN_OK;
-    return static_cast<uint32_t>(kMovieExtensions.size());
-}
-
-QV_MOVIE_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
-    if (index >= kMovieExtensions.size()) return QV_PLUGIN_FAILED;
-    std::strcpy(text, kMovieExtensions[index]);
-    return QV_PLUGIN_OK;
-}
-
 QV_MOVIE_EXPORT QVSTREAM OpenR(const char* path, uint32_t mode) {
-    try {
+    return qv::guarded(0u, [=] {
         auto movie = path ? openMovie(path, mode) : nullptr;
-        if (!movie) return 0;
+        if (!movie) return 0u;
         return streams.add(std::make_shared<OpenMovie>(OpenMovie{std::move(movie), {}}));
-    } catch (const std::exception&) {
-        return 0;
-    }
+    });
 }
 
 QV_MOVIE_EXPORT uint32_t CloseR(QVSTREAM stream) { return statusOf(streams.remove(stream) != nullptr); }
 
 QV_MOVIE_EXPORT uint32_t GetTotalFrames(QVSTREAM stream) {
-    return with(stream, 0u, [](OpenMovie& open) { return open.movie->frames(); });
+    return streams.with(stream, 0u, [](OpenMovie& open) { return open.movie->frames(); });
 }
 
 QV_MOVIE_EXPORT uint32_t GetMiliseconds(QVSTREAM stream) {
-    return with(stream, 0u, [](OpenMovie& open) {
+    return streams.with(stream, 0u, [](OpenMovie& open) {
         std::uint32_t rate = 0;
         std::uint32_t scale = 1;
         open.movie->rate(rate, scale);
@@ -103,11 +78,11 @@ QV_MOVIE_EXPORT uint32_t GetMiliseconds(QVSTREAM stream) {
 }
 
 QV_MOVIE_EXPORT uint32_t GetTotalSamples(QVSTREAM stream, int vfw) {
-    return with(stream, 0u, [=](OpenMovie& open) { return open.movie->samples(vfw != 0); });
+    return streams.with(stream, 0u, [=](OpenMovie& open) { return open.movie->samples(vfw != 0); });
 }
 
 QV_MOVIE_EXPORT const void* GetVideo(QVSTREAM stream, int32_t frame, uint32_t flags) {
-    return with(stream, static_cast<const void*>(nullptr), [=](OpenMovie& open) -> const void* {
+    return streams.with(stream, static_cast<const void*>(nullptr), [=](OpenMovie& open) -> const void* {
         const std::uint32_t reduction = reductionIn(flags);
         const auto size = open.movie->size(reduction);
         if (size.width <= 0) return nullptr;
@@ -135,8 +110,8 @@ QV_MOVIE_EXPORT uint32_t GetVideoParam(QVSTREAM stream, QVFRAMEREQUEST* request,
 
 QV_MOVIE_EXPORT const void* GetDIBfromLastParam(QVSTREAM stream, QVFRAMEREQUEST* /*request*/, int32_t frame,
                                                 void* bits) {
-    return with(stream, static_cast<const void*>(nullptr),
-                [=](OpenMovie& open) { return open.movie->pictureOfLastParam(frame, bits); });
+    return streams.with(stream, static_cast<const void*>(nullptr),
+                        [=](OpenMovie& open) { return open.movie->pictureOfLastParam(frame, bits); });
 }
 
 QV_MOVIE_EXPORT uint32_t GetDif(QVSTREAM stream, int32_t frame, void* dif, int32_t /*reserved*/, void* audio,
@@ -186,13 +161,13 @@ QV_MOVIE_EXPORT uint32_t GetVideoFormat(QVSTREAM stream, void* bitmapHeader) {
 }
 
 QV_MOVIE_EXPORT uint32_t GetVideoCompressionRate(QVSTREAM stream) {
-    return with(stream, 0u, [](OpenMovie& open) { return open.movie->videoBits(); });
+    return streams.with(stream, 0u, [](OpenMovie& open) { return open.movie->videoBits(); });
 }
 
 QV_MOVIE_EXPORT uint32_t GetAudioCompressionRate(QVSTREAM stream) {
-    return with(stream, 0u, [](OpenMovie& open) { return open.movie->audioBits(); });
+    return streams.with(stream, 0u, [](OpenMovie& open) { return open.movie->audioBits(); });
 }
 
 QV_MOVIE_EXPORT uint32_t GetVideoAverageRate(QVSTREAM stream) {
-    return with(stream, 0u, [](OpenMovie& open) { return open.movie->videoBits() / 1000; });
+    return streams.with(stream, 0u, [](OpenMovie& open) { return open.movie->videoBits() / 1000; });
 }

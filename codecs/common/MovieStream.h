@@ -1,12 +1,11 @@
-// One open movie behind a module's exports. A movie module implements this class, openMovie() and
-// kMovieExtensions, and lists MovieExports.cpp among its sources: the exports for reading and for the extensions are then there.
+// One open movie behind a module's exports. A movie module implements this class and openMovie(), and lists
+// MovieExports.cpp among its sources: the exports for reading are then there.
 #pragma once
 
 #include "qvlibs/framework/MediaHeaders.h"
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <memory>
-#include <span>
 
 namespace qv::codec {
 
@@ -42,8 +41,6 @@ public:
 
 // Null when the file cannot be opened.
 std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t mode);
-// Without dots, in lower case.
-extern const std::span<const char* const> kMovieExtensions;
 
 // The header of a picture of 24 bits a pixel.
 BITMAPINFOHEADER pictureHeader(MovieStream::Size size);

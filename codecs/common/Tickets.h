@@ -2,11 +2,23 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 namespace qv {
+
+// What action() answers, or `failure` when it throws: nothing thrown may leave a module, and a file that asks for more
+// memory than there is fails like any other.
+template <class Result, class Action>
+Result guarded(Result failure, Action action) {
+    try {
+        return action();
+    } catch (const std::exception&) {
+        return failure;
+    }
+}
 
 // Hands out 32-bit tickets for objects. A ticket is never 0 and carries the number of times its place was
 // used, so one that was closed is refused instead of meeting the next file. May be used from any thread; an
@@ -29,6 +41,14 @@ public:
         const std::lock_guard lock(mutex_);
         const Place* place = at(ticket);
         return place ? place->object : nullptr;
+    }
+    // What action(object) answers; `failure` when the ticket is refused or something is thrown.
+    template <class Result, class Action>
+    Result with(std::uint32_t ticket, Result failure, Action action) {
+        return guarded(failure, [&] {
+            const auto object = find(ticket);
+            return object ? action(*object) : failure;
+        });
     }
     // Takes the object out; null for a ticket that is not open.
     std::shared_ptr<Object> remove(std::uint32_t ticket) {

@@ -3,6 +3,7 @@
 // Investigate answers the code "dvsd" and these attributes:
 //     1  625 lines (PAL)            2  picture and sound in one stream (AVI type 1)
 //     4  raw DIF frames, no AVI     8  the movie has sound
+#include "codecs/common/Extensions.h"
 #include "codecs/dv/DvStream.h"
 #include "qvlibs/framework/Strings.h"
 
@@ -28,7 +29,7 @@ bool isFreeAviName(const char* path) {
 
 namespace qv::codec {
 
-const std::span<const char* const> kMovieExtensions = kExtensions;
+std::span<const char* const> extensions() { return kExtensions; }
 
 std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t /*mode*/) {
     auto file = DvFile::open(path);

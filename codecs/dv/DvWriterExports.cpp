@@ -4,8 +4,6 @@
 #include "codecs/dv/DvWriter.h"
 #include "qvlibs/plugins/plugin_api.h"
 
-#include <exception>
-
 namespace {
 
 // Ready when the module is loaded and gone when it is unloaded.
@@ -14,12 +12,7 @@ constinit qv::Tickets<qv::DvWriter> writers;
 // Done when action(writer) is true; failed when the ticket is refused or something is thrown.
 template <class Action>
 uint32_t withWriter(QVWRITER ticket, Action action) {
-    try {
-        const auto writer = writers.find(ticket);
-        return writer && action(*writer) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
-    } catch (const std::exception&) {
-        return QV_PLUGIN_FAILED;
-    }
+    return writers.with(ticket, false, action) ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
 }
 
 } // namespace
@@ -28,12 +21,10 @@ extern "C" {
 
 // mode: 1 PAL, else NTSC.
 QV_PLUGIN_EXPORT QVWRITER OpenW(const char* path, int32_t mode) {
-    try {
+    return qv::guarded(0u, [=] {
         std::shared_ptr<qv::DvWriter> writer = path ? qv::DvWriter::create(path, mode == 1) : nullptr;
         return writer ? writers.add(std::move(writer)) : 0;
-    } catch (const std::exception&) {
-        return 0;
-    }
+    });
 }
 
 QV_PLUGIN_EXPORT uint32_t Write2(QVWRITER ticket, const void* bitmapHeader, uint32_t dibType,

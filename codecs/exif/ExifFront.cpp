@@ -1,16 +1,11 @@
 // exif.pbp: Exif properties of JPEG, TIFF, PNG and WebP pictures. This half knows the formats by their first
 // bytes.
 #include "codecs/common/BackEnd.h"
+#include "codecs/common/Extensions.h"
+#include "codecs/common/FileHead.h"
 #include "codecs/exif/ExifBackEnd.h"
-#include "qvlibs/framework/OpenWithoutWaiting.h"
 
-#include <cerrno>
-#include <cstring>
 #include <string_view>
-
-#include <fcntl.h>
-#include <strings.h>
-#include <unistd.h>
 
 namespace {
 
@@ -24,22 +19,12 @@ const qv::codec::ExifBackEnd* backEnd() {
     return table;
 }
 
-bool hasExtension(const char* path) {
-    const char* slash = std::strrchr(path, '/');
-    const char* dot = std::strrchr(slash ? slash : path, '.');
-    for (const char* extension : kExtensions) {
-        if (dot && strcasecmp(dot + 1, extension) == 0) return true;
-    }
-    return false;
-}
-
 bool isPicture(const char* path) {
-    const int file = qv::openWithoutWaiting(path, O_RDONLY);
-    if (file < 0) return errno == ENOENT && hasExtension(path); // the target of a copy that is to be made
     char bytes[16] = {};
-    const ssize_t got = read(file, bytes, sizeof bytes);
-    close(file);
-    const std::string_view head(bytes, got > 0 ? static_cast<size_t>(got) : 0);
+    const ssize_t got = qv::codec::readHead(path, bytes, sizeof bytes);
+    // The target of a copy that is to be made.
+    if (got < 0) return errno == ENOENT && qv::codec::hasExtension(path, kExtensions);
+    const std::string_view head(bytes, static_cast<size_t>(got));
     using namespace std::string_view_literals;
     if (head.starts_with("RIFF"sv)) return head.size() >= 12 && head.substr(8, 4) == "WEBP"sv;
     for (const auto start : {"\xFF\xD8\xFF"sv, "II*\0"sv, "MM\0*"sv, "\x89PNG\r\n\x1A\n"sv}) {

@@ -1,18 +1,15 @@
 #include "codecs/movie/MovieKind.h"
 
-#include <algorithm>
-#include <string_view>
+#include "codecs/common/FileHead.h"
 
 namespace qv::codec {
 namespace {
 
 using namespace std::string_view_literals;
 
-// Bytes at a place that mark a container or an elementary stream.
-constexpr struct {
-    size_t at;
-    std::string_view bytes;
-} kMarks[] = {
+// Containers and elementary streams.
+constexpr FileMark kMarks[] = {
+    {8, "AVI "sv},
     {0, "\x00\x00\x01\xBA"sv},                 // MPEG program stream
     {0, "\x00\x00\x01\xB3"sv},                 // MPEG video
     {0, "\x00\x00\x01\xB0"sv},                 // MPEG-4 video
@@ -49,12 +46,7 @@ bool looksLikeTransport(std::string_view head) {
 
 bool looksLikeMovie(std::span<const std::uint8_t> bytes) {
     const std::string_view head(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (head.substr(0, 4) == "RIFF"sv && head.size() >= 12 && head.substr(8, 4) == "AVI "sv) return true;
-    const bool marked = std::any_of(std::begin(kMarks), std::end(kMarks), [&](const auto& mark) {
-        return head.size() >= mark.at + mark.bytes.size() &&
-               head.substr(mark.at, mark.bytes.size()) == mark.bytes;
-    });
-    return marked || looksLikeTransport(head);
+    return hasMark(head, kMarks) || looksLikeTransport(head);
 }
 
 } // namespace qv::codec

@@ -3,15 +3,13 @@
 // Investigate answers "MPG1" and "MPG2" for MPEG video, else the code of the video stream, and the attributes
 // of MovieBackEnd.h.
 #include "codecs/common/BackEnd.h"
+#include "codecs/common/Extensions.h"
+#include "codecs/common/FileHead.h"
+#include "codecs/common/Tickets.h"
 #include "codecs/movie/MovieBackEnd.h"
 #include "codecs/movie/MovieKind.h"
-#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <array>
-#include <exception>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -21,14 +19,8 @@ constexpr const char* kExtensions[] = {"mpg",  "mpeg", "m2p", "vob", "m1v", "m2v
                                        "m2ts", "asf",  "wmv", "avi", "mov", "mp4", "m4v", "mkv"};
 
 bool isMovie(const char* path) {
-    const int descriptor = qv::openWithoutWaiting(path, O_RDONLY);
-    if (descriptor < 0) return false;
-    std::array<std::uint8_t, kMovieHeadBytes> head{};
-    struct stat status {};
-    ssize_t got = -1;
-    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
-        got = read(descriptor, head.data(), head.size());
-    close(descriptor);
+    std::array<std::uint8_t, kMovieHeadBytes> head;
+    const ssize_t got = readHead(path, head.data(), head.size());
     return got > 0 && looksLikeMovie({head.data(), static_cast<size_t>(got)});
 }
 
@@ -42,7 +34,7 @@ const MovieBackEnd* backEnd() {
 
 namespace qv::codec {
 
-const std::span<const char* const> kMovieExtensions = kExtensions;
+std::span<const char* const> extensions() { return kExtensions; }
 
 std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t mode) {
     if (!isMovie(path) || !backEnd()) return nullptr;
@@ -60,7 +52,7 @@ QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
 
 QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_t* type) {
     if (type) *type = 0;
-    try {
+    return qv::guarded(uint32_t{QV_PLUGIN_FAILED}, [=]() -> uint32_t {
         int found = 0;
         uint32_t code = 0;
         if (!isMovie(path) || !backEnd() || !backEnd()->investigate(path, found, code))
@@ -68,9 +60,7 @@ QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_
         if (attributes) *attributes = found;
         if (type) *type = code;
         return QV_PLUGIN_OK;
-    } catch (const std::exception&) {
-        return QV_PLUGIN_FAILED;
-    }
+    });
 }
 
 } // extern "C"

@@ -1,18 +1,11 @@
 // The exports of every picture module. A file is the module's when its first bytes say so; a name whose file
 // does not exist yet is the module's when its extension is, because it is then about to be written.
 #include "codecs/common/BackEnd.h"
+#include "codecs/common/Extensions.h"
+#include "codecs/common/FileHead.h"
 #include "codecs/picture/PictureBackEnd.h"
 #include "codecs/picture/PictureFormat.h"
-#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/plugins/plugin_api.h"
-
-#include <cerrno>
-#include <cstring>
-#include <string_view>
-
-#include <fcntl.h>
-#include <strings.h>
-#include <unistd.h>
 
 using qv::codec::kPictureFormat;
 
@@ -24,40 +17,19 @@ const qv::codec::PictureBackEnd* backEnd() {
     return table;
 }
 
-bool hasExtension(std::string_view path) {
-    const size_t dot = path.rfind('.');
-    if (dot == std::string_view::npos || path.find('/', dot) != std::string_view::npos) return false;
-    for (const char* extension : kPictureFormat.extensions) {
-        if (strcasecmp(path.data() + dot + 1, extension) == 0) return true;
-    }
-    return false;
-}
-
 bool isMine(const char* path) {
-    const int file = qv::openWithoutWaiting(path, O_RDONLY);
-    if (file < 0) return errno == ENOENT && hasExtension(path);
     unsigned char head[64];
-    const ssize_t got = read(file, head, kPictureFormat.headBytes);
-    close(file);
-    if (got == 0) return hasExtension(path); // made empty by a writer that is about to fill it
-    return got > 0 && kPictureFormat.isMine(head, static_cast<size_t>(got));
+    const ssize_t got = qv::codec::readHead(path, head, kPictureFormat.headBytes);
+    if (got > 0) return kPictureFormat.isMine(head, static_cast<size_t>(got));
+    // Not there yet, or made empty by a writer that is about to fill it.
+    return (got == 0 || errno == ENOENT) && qv::codec::hasExtension(path, kPictureFormat.extensions);
 }
 
 } // namespace
 
+std::span<const char* const> qv::codec::extensions() { return kPictureFormat.extensions; }
+
 extern "C" {
-
-QV_PLUGIN_EXPORT uint32_t GetNumOfSupportedExtentions(uint32_t* error) {
-    if (error) *error = QV_PLUGIN_OK;
-    return static_cast<uint32_t>(kPictureFormat.extensions.size());
-}
-
-QV_PLUGIN_EXPORT uint32_t GetSupportedExtention(uint32_t index, char* text) {
-    if (!text || index >= kPictureFormat.extensions.size()) return QV_PLUGIN_FAILED;
-    strncpy(text, kPictureFormat.extensions[index], QV_EXTENSION_SIZE - 1);
-    text[QV_EXTENSION_SIZE - 1] = '\0';
-    return QV_PLUGIN_OK;
-}
 
 QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
     if (!path || !supported) return QV_PLUGIN_FAILED;

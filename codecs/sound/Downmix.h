@@ -25,6 +25,12 @@ inline std::vector<Speaker> usualSpeakers(int channels) {
     return all;
 }
 
+// -1..1 to 16 bits: rounded, and held at the ends; what is no number is silence.
+inline std::int16_t toSixteenBits(float value) {
+    if (std::isnan(value)) return 0;
+    return static_cast<std::int16_t>(std::lrintf(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
+}
+
 // Weights of each channel in the left and in the right. Centre and surround come in 3 dB lower, the
 // low-frequency channel is left out; then everything is turned down until the loudest input cannot overflow.
 class Downmix {
@@ -51,25 +57,19 @@ public:
     }
     std::size_t channels() const { return left_.size(); }
 
-    // One sample of all channels to two.
-    void mix(const float* in, float* out) const {
+    // One sample of all channels to two of 16 bits.
+    void mix(const float* in, std::int16_t* out) const {
         float left = 0, right = 0;
         for (std::size_t i = 0; i < left_.size(); ++i) {
             left += left_[i] * in[i];
             right += right_[i] * in[i];
         }
-        out[0] = left;
-        out[1] = right;
+        out[0] = toSixteenBits(left);
+        out[1] = toSixteenBits(right);
     }
 
 private:
     std::vector<float> left_, right_;
 };
-
-// -1..1 to 16 bits: rounded, and held at the ends; what is no number is silence.
-inline std::int16_t toSixteenBits(float value) {
-    if (std::isnan(value)) return 0;
-    return static_cast<std::int16_t>(std::lrintf(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
-}
 
 } // namespace qv::codec

@@ -103,7 +103,7 @@ private:
 } // namespace
 
 std::unique_ptr<SoundSource> openMpeg(const char* path) {
-    const int file = qv::openWithoutWaiting(path, O_RDONLY);
+    const int file = openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return nullptr;
     auto source = std::make_unique<MpegSource>(file);
     struct stat status;

@@ -1,11 +1,11 @@
 // Sounds through libsndfile, except the kinds of ExactSources.h.
+#include "codecs/common/Extensions.h"
 #include "codecs/sound/Downmix.h"
 #include "codecs/sound/ExactSources.h"
 #include "codecs/sound/Sound.h"
 #include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <cstring>
-#include <string_view>
 
 #include <fcntl.h>
 #include <sndfile.h>
@@ -126,12 +126,7 @@ private:
                            toSixteenBits);
             return got;
         }
-        for (std::size_t i = 0; i < got; ++i) {
-            float sides[2];
-            mix_.mix(&floats_[i * mix_.channels()], sides);
-            out[2 * i] = toSixteenBits(sides[0]);
-            out[2 * i + 1] = toSixteenBits(sides[1]);
-        }
+        for (std::size_t i = 0; i < got; ++i) mix_.mix(&floats_[i * mix_.channels()], out + 2 * i);
         return got;
     }
 
@@ -148,11 +143,12 @@ bool isMpeg(int format) {
 }
 
 // Frames of MPEG audio; by name alone where junk or a tag stands before them.
-bool looksLikeMpeg(int file, std::string_view path) {
+bool looksLikeMpeg(int file, const char* path) {
+    constexpr const char* kNames[] = {"mp3", "mp2"};
     unsigned char head[3] = {};
     if (pread(file, head, sizeof head, 0) != sizeof head) return false;
-    const bool named = path.ends_with(".mp3") || path.ends_with(".mp2") || path.ends_with(".MP3");
-    return (head[0] == 0xFF && (head[1] & 0xE6) >= 0xE2) || (named && std::memcmp(head, "RIF", 3) != 0);
+    const bool isFrame = head[0] == 0xFF && (head[1] & 0xE6) >= 0xE2;
+    return isFrame || (hasExtension(path, kNames) && std::memcmp(head, "RIF", 3) != 0);
 }
 
 // The first page of an Ogg file begins with Vorbis. Not left to libsndfile, which loses memory on damaged ones.
@@ -165,7 +161,7 @@ bool looksLikeVorbis(int file) {
 
 std::unique_ptr<SoundSource> open(const char* path) {
     // Opened here, because a name like "-" has a meaning of its own to the library.
-    const int descriptor = qv::openWithoutWaiting(path, O_RDONLY);
+    const int descriptor = openWithoutWaiting(path, O_RDONLY);
     if (descriptor < 0) return nullptr;
     struct stat status;
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {

@@ -1,12 +1,12 @@
 // What the sound modules are made of: the front half (SoundFront.cpp) is the same for all and links nothing;
-// each module adds its facts (kSoundFormat) and a back end, which reads files through a codec library.
+// each module adds its facts (kSoundFormat, extensions()) and a back end, which reads files through a codec library.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
+#include <string_view>
 
 namespace qv::codec {
 
@@ -40,11 +40,9 @@ struct SoundBackEnd {
 constexpr const char* kSoundBackEndEntry = "qvSoundBackEnd";
 
 struct SoundFormat {
-    const char* backEnd;                     // file name of the heavy half
-    std::span<const char* const> extensions; // without the dot, lower case
-    // Whether it may be one of ours, by its first bytes (at most 16) and its extension in lower case; the
-    // back end then decides.
-    bool (*mayBeMine)(std::span<const unsigned char> head, const std::string& extension);
+    const char* backEnd; // file name of the heavy half
+    // Whether it may be one of ours, by its first bytes (at most 16) and its name; the back end then decides.
+    bool (*mayBeMine)(std::string_view head, const char* path);
 };
 extern const SoundFormat kSoundFormat;
 

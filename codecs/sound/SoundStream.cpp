@@ -69,21 +69,22 @@ std::size_t SoundStream::read(std::int64_t first, std::size_t count, std::int16_
     return done;
 }
 
-std::uint32_t SoundStream::tell(std::uint32_t code, void* data) const {
-    if (code >= 1 && code <= 3) return QV_PLUGIN_OK; // there are no critical frames to tell
-    if (!data) return QV_PLUGIN_FAILED;
-    if (code == 0) {
+bool SoundStream::tell(std::uint32_t code, void* data) const {
+    if (code >= QV_FILE_CRITICAL_FIRST && code <= QV_FILE_CRITICAL_LAST)
+        return true; // there are none to tell
+    if (!data) return false;
+    if (code == QV_FILE_NAME) {
         const std::string title = readable(facts().title);
         copyName(title.empty() ? nameOf(path_) : title, static_cast<char*>(data));
-    } else if (code == 4) {
+    } else if (code == QV_FILE_CLASSIFICATION) {
         *static_cast<std::uint32_t*>(data) = static_cast<std::uint32_t>(facts().kind);
-    } else if (code == 5) {
+    } else if (code == QV_FILE_MINIMUM_LENGTH) {
         const auto own = static_cast<__int128>(facts().samples) * kLengthRate / facts().rate;
         *static_cast<std::uint32_t*>(data) = static_cast<std::uint32_t>(std::min<__int128>(own, kMinimum));
     } else {
-        return QV_PLUGIN_FAILED;
+        return false;
     }
-    return QV_PLUGIN_OK;
+    return true;
 }
 
 } // namespace qv::codec

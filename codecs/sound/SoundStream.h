@@ -21,8 +21,8 @@ public:
     // false for less.
     bool setLength(std::int64_t samples);
     std::size_t read(std::int64_t first, std::size_t count, std::int16_t* out);
-    // File information by the codes of plugin_api.h; a status.
-    std::uint32_t tell(std::uint32_t code, void* data) const;
+    // File information by the codes of plugin_api.h; false for others and where there is no room.
+    bool tell(std::uint32_t code, void* data) const;
 
 private:
     std::unique_ptr<SoundSource> source_;

@@ -45,7 +45,10 @@ public:
     }
 
     std::size_t read(std::int64_t first, std::size_t count, std::int16_t* out) override {
-        if (first != at_ && ov_pcm_seek(&file_, first) != 0) return 0;
+        if (first != at_ && ov_pcm_seek(&file_, first) != 0) {
+            at_ = -1; // it may stand anywhere now
+            return 0;
+        }
         std::size_t done = 0;
         while (done < count) {
             float** planes = nullptr;
@@ -77,10 +80,7 @@ private:
         }
         sample_.resize(static_cast<size_t>(channels_));
         for (size_t channel = 0; channel < sample_.size(); ++channel) sample_[channel] = planes[channel][i];
-        float sides[2];
-        mix_.mix(sample_.data(), sides);
-        out[0] = toSixteenBits(sides[0]);
-        out[1] = toSixteenBits(sides[1]);
+        mix_.mix(sample_.data(), out);
     }
 
     OggVorbis_File file_{};

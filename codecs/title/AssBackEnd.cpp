@@ -25,12 +25,12 @@ struct FreeTrack {
 // A font file for text whose font is not installed, where the font service finds none at all.
 std::string fallbackFont() {
     namespace fs = std::filesystem;
+    std::error_code error;
     for (const char* usual :
          {"/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", "/usr/share/fonts/TTF/DejaVuSans.ttf",
           "/usr/share/fonts/truetype/liberation/LiberationSans-Regular.ttf"}) {
-        if (fs::exists(usual)) return usual;
+        if (fs::exists(usual, error)) return usual;
     }
-    std::error_code error;
     for (fs::recursive_directory_iterator at("/usr/share/fonts", error), end; !error && at != end;
          at.increment(error)) {
         const auto extension = at->path().extension();
@@ -87,7 +87,7 @@ public:
         return true;
     }
 
-    bool render(std::int64_t milliseconds, const TitlePicture& wanted, std::uint8_t* bits) override {
+    void render(std::int64_t milliseconds, const TitlePicture& wanted, std::uint8_t* bits) override {
         if (!(wanted == made_)) {
             ass_set_frame_size(renderer_.get(), wanted.width, wanted.height);
             ass_set_storage_size(renderer_.get(), wanted.width, wanted.height);
@@ -96,7 +96,6 @@ public:
         const ASS_Image* pieces = ass_render_frame(renderer_.get(), track_.get(), milliseconds, &change);
         if (change != 0 || !(wanted == made_)) compose(pieces, wanted);
         std::memcpy(bits, picture_.data(), picture_.size());
-        return true;
     }
 
 private:

@@ -20,12 +20,12 @@ struct TitlePicture {
 class TitleRenderer {
 public:
     virtual ~TitleRenderer() = default;
-    // Writes the picture of a time into `bits`; false when it cannot be made.
-    virtual bool render(std::int64_t milliseconds, const TitlePicture& wanted, std::uint8_t* bits) = 0;
+    // Writes the picture of a time into `bits`.
+    virtual void render(std::int64_t milliseconds, const TitlePicture& wanted, std::uint8_t* bits) = 0;
 };
 
 struct TitleBackEnd {
-    std::unique_ptr<TitleRenderer> (*make)(const TitleScript& title); // null when there is no memory
+    std::unique_ptr<TitleRenderer> (*make)(const TitleScript& title); // null when it cannot be made
 };
 constexpr const char* kTitleBackEndEntry = "qvTitleBackEnd";
 

@@ -3,8 +3,10 @@
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/media/AskPlugin.h"
+#include "qvlibs/plugins/plugin_api.h"
 #include "qvlibs/timecode/DvMetadata.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -14,15 +16,6 @@ constexpr double kPalRate = 25.0;
 constexpr double kNtscRate = 29.97;
 // On purpose not kNtscRate: minimum lengths count whole frames (AudioFamily.MinimumLengthsCountThirtyOnNtsc).
 constexpr double kNtscMinimumRate = 30.0;
-
-// Codes of GetFileInfo and GetFileData.
-enum : ULONG {
-    kDisplayName = 0,
-    kCriticalFirst = 1,
-    kCriticalLast = 3,
-    kClassification = 4,
-    kMinimumLength = 5
-};
 
 using qv::ask;
 
@@ -67,7 +60,8 @@ LONG QVTLAudioGetTotalFrames(void* handle) {
     const LONG samples = QVTLAudioGetTotalSamples(handle);
     const DWORD rate = formatOf(handle).nSamplesPerSec;
     if (rate == 0) return 0;
-    return static_cast<LONG>(rounded(samples * (QVIsPal() ? kPalRate : kNtscRate) / rate));
+    const double frames = rounded(samples * (QVIsPal() ? kPalRate : kNtscRate) / rate);
+    return static_cast<LONG>(std::clamp<double>(frames, INT32_MIN, INT32_MAX));
 }
 
 ULONG QVTLAudioGetWaveFormat(void* handle, WAVEFORMATEX* format) {
@@ -107,13 +101,13 @@ ULONG QVTLAudioSetTotalFrame(void* handle, __int64 frames, int pal) {
         rounded(static_cast<double>(frames) * kSamplesPerSecond / (pal ? kPalRate : kNtscRate));
     constexpr double kLimit = 9.0e18; // what 64 bits hold
     return ask(handle, QV_FAILED, &CPluginInfo::SetTotalSample,
-               static_cast<__int64>(std::fmax(-kLimit, std::fmin(samples, kLimit))), pal);
+               static_cast<__int64>(std::clamp(samples, -kLimit, kLimit)), pal);
 }
 
 LONG QVTLAudioGetMinimumLength(const char* path) {
     QVTL_TRACE();
     LONG samples = 0;
-    fileInfo(path, kMinimumLength, &samples);
+    fileInfo(path, QV_FILE_MINIMUM_LENGTH, &samples);
     return minimumInFrames(samples);
 }
 
@@ -121,39 +115,40 @@ LONG QVTLAudioGetMinimumLength(void* handle) {
     QVTL_TRACE();
     if (!handle) return QV_FAILED;
     LONG samples = 0;
-    fileData(handle, kMinimumLength, &samples);
+    fileData(handle, QV_FILE_MINIMUM_LENGTH, &samples);
     return minimumInFrames(samples);
 }
 
 ULONG QVTLAudioDisplayName(const char* path, char* name) {
     QVTL_TRACE();
-    fileInfo(path, kDisplayName, name);
+    fileInfo(path, QV_FILE_NAME, name);
     return QV_OK;
 }
 
 ULONG QVTLAudioDisplayName(void* handle, char* name) {
     QVTL_TRACE();
     if (!handle) return QV_FAILED;
-    fileData(handle, kDisplayName, name);
+    fileData(handle, QV_FILE_NAME, name);
     return QV_OK;
 }
 
 ULONG QVTLAudioClassification(const char* path, ULONG* classification) {
     QVTL_TRACE();
-    fileInfo(path, kClassification, classification);
+    fileInfo(path, QV_FILE_CLASSIFICATION, classification);
     return QV_OK;
 }
 
 ULONG QVTLAudioClassification(void* handle, ULONG* classification) {
     QVTL_TRACE();
     if (!handle) return QV_FAILED;
-    fileData(handle, kClassification, classification);
+    fileData(handle, QV_FILE_CLASSIFICATION, classification);
     return QV_OK;
 }
 
 ULONG QVTLAudioGetCriticalFrame(void* handle, LONG, int) {
     QVTL_TRACE();
     if (!handle) return QV_FAILED;
-    for (ULONG code = kCriticalFirst; code <= kCriticalLast; ++code) fileData(handle, code, nullptr);
+    for (ULONG code = QV_FILE_CRITICAL_FIRST; code <= QV_FILE_CRITICAL_LAST; ++code)
+        fileData(handle, code, nullptr);
     return QV_OK;
 }

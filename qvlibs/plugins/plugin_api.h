@@ -189,8 +189,14 @@ uint32_t ResetCodec(QVWRITER writer);
 /* ---- Sounds (.acp) ---- */
 
 uint32_t SetTotalSample(QVSTREAM stream, int64_t samples, int32_t pal);
-/* code 0: display name (char[QV_DISPLAY_NAME_SIZE]); 1, 2, 3: critical frames (data is null); 4:
- * classification (uint32_t); 5: minimum length in samples at 48000 a second (uint32_t). */
+/* The codes of GetFileInfo and GetFileData, and what `data` is. */
+enum {
+    QV_FILE_NAME = 0,           /* char[QV_DISPLAY_NAME_SIZE], for people */
+    QV_FILE_CRITICAL_FIRST = 1, /* three codes for critical frames: null */
+    QV_FILE_CRITICAL_LAST = 3,
+    QV_FILE_CLASSIFICATION = 4, /* uint32_t */
+    QV_FILE_MINIMUM_LENGTH = 5  /* uint32_t: samples at 48000 a second */
+};
 uint32_t GetFileInfo(const char* path, uint32_t code, void* data);
 uint32_t GetFileData(QVSTREAM stream, uint32_t code, void* data, uint32_t reserved);
 
