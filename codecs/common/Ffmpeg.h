@@ -1,16 +1,16 @@
-// FFmpeg's objects with owners, and how this module opens files with it.
+// FFmpeg's objects with owners, and how the modules for movies and sounds read files with it.
 #pragma once
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libswresample/swresample.h>
-#include <libswscale/swscale.h>
 }
 
 #include <chrono>
 #include <memory>
-#include <optional>
+#include <string>
+#include <vector>
 
 namespace qv::codec {
 
@@ -18,7 +18,6 @@ struct FfmpegDelete {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
     void operator()(SwrContext* resampler) const { swr_free(&resampler); }
 };
 template <class Object>
@@ -26,13 +25,14 @@ using Ffmpeg = std::unique_ptr<Object, FfmpegDelete>;
 
 // An open file, of which one stream is read. A damaged file may make the library search for long: what takes
 // more than the limit fails.
-class MovieInput {
+class MediaInput {
 public:
-    // Opens the file and picks its best stream of the kind. Null when there is none.
-    static std::unique_ptr<MovieInput> open(const char* path, AVMediaType kind);
-    ~MovieInput();
-    MovieInput(const MovieInput&) = delete;
-    MovieInput& operator=(const MovieInput&) = delete;
+    // Opens the file if it is in one of these containers (FFmpeg's names) and picks its best stream of the kind. Null
+    // when there is none.
+    static std::unique_ptr<MediaInput> open(const char* path, AVMediaType kind, const char* containers);
+    ~MediaInput();
+    MediaInput(const MediaInput&) = delete;
+    MediaInput& operator=(const MediaInput&) = delete;
 
     AVFormatContext* format() const { return format_; }
     AVStream* stream() const { return format_->streams[stream_]; }
@@ -45,7 +45,7 @@ public:
     bool seekToTime(std::int64_t time);
 
 private:
-    MovieInput() = default;
+    MediaInput() = default;
     void restartClock() { started_ = std::chrono::steady_clock::now(); }
     static int tooLong(void* self);
 
@@ -55,6 +55,24 @@ private:
 };
 
 // A decoder for the input's stream; null when there is none.
-Ffmpeg<AVCodecContext> makeDecoder(const MovieInput& input);
+Ffmpeg<AVCodecContext> makeDecoder(const MediaInput& input);
+
+// Makes decoded sound 16-bit PCM of one rate and number of channels. The frames may change their form on the way, as those
+// of broadcasts do.
+class SoundConverter {
+public:
+    // Appends the frame; false when it cannot be converted. Rate and channels (1 or 2) are the same in all calls.
+    bool append(const AVFrame& frame, int rate, int channels, std::vector<std::int16_t>& out);
+
+private:
+    struct Form {
+        int format = -1, channels = 0, rate = 0;
+        bool operator==(const Form&) const = default;
+    };
+    bool prepare(const AVFrame& frame, int rate, int channels);
+
+    Form form_; // of the frames that resampler_ takes
+    Ffmpeg<SwrContext> resampler_;
+};
 
 } // namespace qv::codec

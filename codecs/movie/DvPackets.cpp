@@ -30,29 +30,31 @@ DvPackets::Result DvPackets::read(std::uint32_t frame, void* dif) {
 // Every DV frame can be read alone: the packet is the one with the frame's time. Where times tell nothing, packets
 // are counted.
 bool DvPackets::goTo(std::uint32_t frame) {
-    input_ = MovieInput::open(path_.c_str(), AVMEDIA_TYPE_VIDEO);
     isHeld_ = false;
     next_ = 0;
-    if (!input_ || frame == 0) return input_ != nullptr;
-    const auto wanted = index_.find(frame);
-    if (!wanted) {
-        input_.reset();
-        return false;
-    }
-    if (index_.hasTimes() && wanted->time != AV_NOPTS_VALUE && input_->seekToTime(wanted->time)) {
-        do {
-            av_packet_unref(packet_.get());
-            isHeld_ = input_->read(packet_.get());
-        } while (isHeld_ && packet_->pts < wanted->time);
-        isHeld_ = isHeld_ && packet_->pts == wanted->time;
-        if (isHeld_) return next_ = frame, true;
-        input_ = MovieInput::open(path_.c_str(), AVMEDIA_TYPE_VIDEO);
+    input_ = openMovieInput(path_, AVMEDIA_TYPE_VIDEO);
+    if (input_ && frame > 0 && index_.hasTimes()) {
+        const auto wanted = index_.find(frame);
+        isHeld_ = wanted && seekTo(wanted->time);
+        if (isHeld_) next_ = frame;
+        if (!isHeld_) input_ = wanted ? openMovieInput(path_, AVMEDIA_TYPE_VIDEO) : nullptr;
     }
     for (; input_ && next_ < frame; ++next_) {
         av_packet_unref(packet_.get());
         if (!input_->read(packet_.get())) input_.reset();
     }
     return input_ != nullptr;
+}
+
+// Reads the packet with that time; false when there is none.
+bool DvPackets::seekTo(std::int64_t time) {
+    bool isRead = input_->seekToTime(time);
+    for (bool isBefore = true; isRead && isBefore;) {
+        av_packet_unref(packet_.get());
+        isRead = input_->read(packet_.get());
+        isBefore = isRead && packet_->pts < time;
+    }
+    return isRead && packet_->pts == time;
 }
 
 } // namespace qv::codec

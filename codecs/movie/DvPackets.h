@@ -17,10 +17,11 @@ public:
 
 private:
     bool goTo(std::uint32_t frame);
+    bool seekTo(std::int64_t time);
 
     std::string path_;
     FrameIndex& index_;
-    std::unique_ptr<MovieInput> input_;
+    std::unique_ptr<MediaInput> input_;
     Ffmpeg<AVPacket> packet_;
     std::uint32_t next_ = 0; // frame of the packet that is read next
     bool isHeld_ = false;    // packet_ is frame next_ already

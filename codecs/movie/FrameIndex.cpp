@@ -27,7 +27,7 @@ bool FrameIndex::readOn() {
     if (ended_) return false;
     if (!begun_) {
         begun_ = true;
-        input_ = MovieInput::open(path_.c_str(), AVMEDIA_TYPE_VIDEO);
+        input_ = openMovieInput(path_, AVMEDIA_TYPE_VIDEO);
         derivesTimes_ = input_ && holdsBackOne(input_->stream()->codecpar->codec_id);
     }
     const Ffmpeg<AVPacket> packet(av_packet_alloc());

@@ -2,10 +2,9 @@
 // reading the file without decoding it, as far as anybody asked.
 #pragma once
 
-#include "codecs/movie/Ffmpeg.h"
+#include "codecs/movie/MovieInput.h"
 
-#include <string>
-#include <vector>
+#include <optional>
 
 namespace qv::codec {
 
@@ -54,7 +53,7 @@ private:
     void settle(std::int64_t before);
 
     std::string path_;
-    std::unique_ptr<MovieInput> input_;
+    std::unique_ptr<MediaInput> input_;
     std::vector<IndexedFrame> frames_;  // in the order shown, as far as it is settled
     std::vector<IndexedFrame> pending_; // others may still come between these
     std::optional<IndexedFrame> open_;  // its time is not known before the next packet of its kind

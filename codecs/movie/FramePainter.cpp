@@ -55,7 +55,7 @@ void turn(const std::uint8_t* from, MovieStream::Size size, int turns, std::uint
 
 } // namespace
 
-FrameShape shapeOf(const MovieInput& input) {
+FrameShape shapeOf(const MediaInput& input) {
     const AVCodecParameters& codec = *input.stream()->codecpar;
     const AVRational pixel = av_guess_sample_aspect_ratio(input.format(), input.stream(), nullptr);
     FrameShape shape;

@@ -2,9 +2,13 @@
 #pragma once
 
 #include "codecs/common/MovieStream.h"
-#include "codecs/movie/Ffmpeg.h"
+#include "codecs/movie/MovieInput.h"
 
 #include <vector>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
 
 namespace qv::codec {
 
@@ -16,7 +20,7 @@ struct FrameShape {
 };
 // From what the container and the stream say. Pixels of other shapes than those of 4:3 and 16:9, and of turned
 // pictures, are made square.
-FrameShape shapeOf(const MovieInput& input);
+FrameShape shapeOf(const MediaInput& input);
 
 class FramePainter {
 public:
@@ -31,8 +35,11 @@ public:
 private:
     bool scale(const AVFrame& frame, int field, std::uint8_t* rows, MovieStream::Size size, size_t stride);
 
+    struct FreeScaler {
+        void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+    };
     FrameShape shape_;
-    Ffmpeg<SwsContext> scaler_;
+    std::unique_ptr<SwsContext, FreeScaler> scaler_;
     std::vector<std::uint8_t> unturned_;
 };
 

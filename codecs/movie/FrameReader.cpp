@@ -12,7 +12,7 @@ constexpr int kMostBefore = 256; // packets between the place that is jumped to 
 
 // Times in these containers come from the stream itself and are only found on the way, so they are entered at
 // the place in the file.
-bool isEnteredByPlace(const MovieInput& input) {
+bool isEnteredByPlace(const MediaInput& input) {
     for (const char* name : {"mpeg", "mpegts", "mpegvideo"}) {
         if (std::strcmp(input.format()->iformat->name, name) == 0) return true;
     }
@@ -24,7 +24,7 @@ bool isEnteredByPlace(const MovieInput& input) {
 bool FrameReader::open() {
     if (!frame_) frame_.reset(av_frame_alloc());
     if (!packet_) packet_.reset(av_packet_alloc());
-    if (!input_) input_ = MovieInput::open(path_.c_str(), AVMEDIA_TYPE_VIDEO);
+    if (!input_) input_ = openMovieInput(path_, AVMEDIA_TYPE_VIDEO);
     if (input_ && !decoder_) decoder_ = makeDecoder(*input_);
     return decoder_ && frame_ && packet_;
 }

@@ -8,7 +8,7 @@ namespace qv::codec {
 class FrameReader {
 public:
     // `input` is the open movie, not yet read. The index must outlive the reader.
-    FrameReader(std::string path, FrameIndex& index, std::unique_ptr<MovieInput> input)
+    FrameReader(std::string path, FrameIndex& index, std::unique_ptr<MediaInput> input)
         : path_(std::move(path)), index_(index), input_(std::move(input)), bytes_(bytesNow()) {}
 
     // Good until the next call; null when there is no such frame, it cannot be decoded, or the file was cut since it
@@ -28,7 +28,7 @@ private:
 
     std::string path_;
     FrameIndex& index_;
-    std::unique_ptr<MovieInput> input_;
+    std::unique_ptr<MediaInput> input_;
     std::int64_t bytes_; // of the file when it was opened
     Ffmpeg<AVCodecContext> decoder_;
     Ffmpeg<AVFrame> frame_;

@@ -10,7 +10,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
-#include <exception>
 #include <string>
 #include <sys/stat.h>
 
@@ -36,14 +35,14 @@ DWORD codeOf(const AVCodecParameters& codec) {
     return makeFourCC(name[0], name[1], name[2], name[3]);
 }
 
-AVRational rateOf(const MovieInput& input) {
+AVRational rateOf(const MediaInput& input) {
     const AVRational rate = av_guess_frame_rate(input.format(), input.stream(), nullptr);
     return rate.num > 0 && rate.den > 0 ? rate : AVRational{25, 1};
 }
 
 class FfmpegMovie : public MovieStream {
 public:
-    FfmpegMovie(std::string path, std::unique_ptr<MovieInput> opened)
+    FfmpegMovie(std::string path, std::unique_ptr<MediaInput> opened)
         : path_(std::move(path)), shape_(shapeOf(*opened)), painter_(shape_), index_(path_),
           rate_(rateOf(*opened)), timeBase_(opened->stream()->time_base),
           code_(codeOf(*opened->stream()->codecpar)),
@@ -95,8 +94,7 @@ public:
         const bool keepFields = request.flags & QV_FRAME_INTERLACED;
         for (const std::uint32_t reduction : kReductions) {
             const Size offered = painter_.size(reduction);
-            if (keepFields) break;
-            if (offered.width < request.width || offered.height < request.height) continue;
+            if (keepFields || offered.width < request.width || offered.height < request.height) continue;
             promised_ = reduction;
             break;
         }
@@ -172,8 +170,8 @@ private:
     SoundReader* sound() {
         if (hasSound_ && !sound_) {
             const auto first = index_.find(0);
-            sound_ = SoundReader::open(path_.c_str(),
-                                       first ? static_cast<double>(first->time) * av_q2d(timeBase_) : 0);
+            sound_ =
+                SoundReader::open(path_, first ? static_cast<double>(first->time) * av_q2d(timeBase_) : 0);
             hasSound_ = sound_ != nullptr;
         }
         return sound_.get();
@@ -200,18 +198,14 @@ private:
 };
 
 MovieStream* open(const char* path, std::uint32_t /*mode*/) {
-    try {
-        auto input = MovieInput::open(path, AVMEDIA_TYPE_VIDEO);
-        if (!input) return nullptr;
-        auto movie = std::make_unique<FfmpegMovie>(path, std::move(input));
-        return movie->hasPicture() ? movie.release() : nullptr;
-    } catch (const std::exception&) {
-        return nullptr;
-    }
+    auto input = openMovieInput(path, AVMEDIA_TYPE_VIDEO);
+    if (!input) return nullptr;
+    auto movie = std::make_unique<FfmpegMovie>(path, std::move(input));
+    return movie->hasPicture() ? movie.release() : nullptr;
 }
 
 bool investigate(const char* path, int& attributes, std::uint32_t& code) {
-    const auto input = MovieInput::open(path, AVMEDIA_TYPE_VIDEO);
+    const auto input = openMovieInput(path, AVMEDIA_TYPE_VIDEO);
     if (!input) return false;
     const AVRational rate = rateOf(*input);
     const char* kind = input->format()->iformat->name;

@@ -304,3 +304,27 @@ TEST(Movie, SoundFollowsThePictures) {
     for (const int second : {2, 0, 4, 2, 1, 2, 3}) EXPECT_EQ(peakOf(second) > 1000, second == 2) << second;
     EXPECT_GE(QVTLAVIGetAudioCompressionRate(movie.handle), 64);
 }
+
+// As broadcasts do between programmes: six channels, then two at another rate.
+TEST(Movie, SoundMayChangeItsForm) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});
+    const std::string path = home() / "sound.ts";
+    std::string bytes;
+    for (const auto& [start, channels, rate] : {std::tuple{"0", "6", "48000"}, {"3", "2", "44100"}}) {
+        const std::string part = home() / "part.ts";
+        make(part,
+             {"-f", "lavfi", "-i", "testsrc2=s=176x144:r=25:d=3", "-f", "lavfi", "-i", "sine=500:r=48000:d=3",
+              "-c:v", "mpeg2video", "-c:a", "ac3", "-ac", channels, "-ar", rate, "-output_ts_offset", start});
+        bytes += qv::test::readFile(part);
+    }
+    qv::test::writeFile(path, bytes);
+    const Movie movie(path);
+    ASSERT_TRUE(movie.handle);
+    std::vector<std::int16_t> samples(48000 * 2);
+    for (const int second : {0, 2, 4, 5}) {
+        LONG length = 192000;
+        EXPECT_EQ(QVTLAVIGetWaveData(movie.handle, second * 25, 10, samples.data(), &length), 0u);
+        EXPECT_GT(*std::max_element(samples.begin(), samples.begin() + length / 2), 1000) << second;
+    }
+}

@@ -11,12 +11,13 @@ constexpr int kMostChannels = 2;
 constexpr double kRunIn = 0.5;       // seconds decoded in advance: the first block after a jump may be broken
 constexpr double kLongestGap = 3600; // of silence filled in
 constexpr double kSameMoment = 0.02; // times are rounded in some containers: closer than this is no gap
+constexpr double kFarthest = 1e15;   // samples: times beyond are damaged
 
 } // namespace
 
-std::unique_ptr<SoundReader> SoundReader::open(const char* path, double start) {
+std::unique_ptr<SoundReader> SoundReader::open(const std::string& path, double start) {
     std::unique_ptr<SoundReader> sound(new SoundReader);
-    sound->input_ = MovieInput::open(path, AVMEDIA_TYPE_AUDIO);
+    sound->input_ = openMovieInput(path, AVMEDIA_TYPE_AUDIO);
     if (!sound->input_) return nullptr;
     sound->decoder_ = makeDecoder(*sound->input_);
     sound->frame_.reset(av_frame_alloc());
@@ -48,6 +49,7 @@ bool SoundReader::seek(std::uint64_t sample) {
     const double time = static_cast<double>(sample) / format_.nSamplesPerSec + start_ - kRunIn;
     avcodec_flush_buffers(decoder_.get());
     held_.clear();
+    converter_ = {};
     isDraining_ = false;
     isPositioned_ = input_->seekToTime(static_cast<std::int64_t>(std::floor(time / base)));
     heldAt_ = INT64_MIN; // the first block tells
@@ -56,38 +58,20 @@ bool SoundReader::seek(std::uint64_t sample) {
 
 // Appends the frame just decoded, at its time.
 void SoundReader::take() {
-    const auto samples = static_cast<size_t>(std::max(frame_->nb_samples, 0));
     const double rate = format_.nSamplesPerSec;
-    const std::int64_t end = heldAt_ + static_cast<std::int64_t>(held_.size() / format_.nChannels);
-    if (frame_->pts != AV_NOPTS_VALUE) {
-        const double time = static_cast<double>(frame_->pts) * av_q2d(input_->stream()->time_base) - start_;
-        const auto at = static_cast<std::int64_t>(std::llround(time * rate));
-        if (heldAt_ == INT64_MIN) {
-            heldAt_ = at;
-        } else if (static_cast<double>(at - end) > kSameMoment * rate &&
-                   static_cast<double>(at - end) < kLongestGap * rate) {
-            held_.resize(held_.size() + static_cast<size_t>(at - end) * format_.nChannels);
-        }
-    } else if (heldAt_ == INT64_MIN) {
-        heldAt_ = 0;
+    const double base = av_q2d(input_->stream()->time_base);
+    const bool isTimed = frame_->pts != AV_NOPTS_VALUE;
+    const double at =
+        isTimed ? std::clamp((static_cast<double>(frame_->pts) * base - start_) * rate, -kFarthest, kFarthest)
+                : 0;
+    if (heldAt_ == INT64_MIN) {
+        heldAt_ = std::llround(at);
+    } else if (isTimed) {
+        const std::int64_t gap = std::llround(at) - heldEnd();
+        if (static_cast<double>(gap) > kSameMoment * rate && static_cast<double>(gap) < kLongestGap * rate)
+            held_.resize(held_.size() + static_cast<size_t>(gap) * format_.nChannels);
     }
-    if (!resampler_) {
-        AVChannelLayout layout;
-        av_channel_layout_default(&layout, format_.nChannels);
-        SwrContext* made = nullptr;
-        swr_alloc_set_opts2(&made, &layout, AV_SAMPLE_FMT_S16, static_cast<int>(format_.nSamplesPerSec),
-                            &frame_->ch_layout, static_cast<AVSampleFormat>(frame_->format),
-                            frame_->sample_rate, 0, nullptr);
-        resampler_.reset(made);
-        if (!made || swr_init(made) < 0) return;
-    }
-    const size_t before = held_.size();
-    held_.resize(before + samples * format_.nChannels);
-    auto* out = reinterpret_cast<std::uint8_t*>(held_.data() + before);
-    const int got =
-        swr_convert(resampler_.get(), &out, static_cast<int>(samples),
-                    const_cast<const std::uint8_t**>(frame_->extended_data), static_cast<int>(samples));
-    held_.resize(before + static_cast<size_t>(std::max(got, 0)) * format_.nChannels);
+    converter_.append(*frame_, static_cast<int>(format_.nSamplesPerSec), format_.nChannels, held_);
 }
 
 bool SoundReader::decodeMore() {
@@ -115,7 +99,6 @@ void SoundReader::read(std::uint64_t first, size_t count, std::uint8_t* out) {
     if (!isPositioned_ || begin < heldAt_) {
         if (!seek(first)) return;
     }
-    const auto heldEnd = [&] { return heldAt_ + static_cast<std::int64_t>(held_.size() / channels); };
     while (heldAt_ == INT64_MIN || heldEnd() < end) {
         if (!decodeMore()) break;
         if (heldAt_ == INT64_MIN || heldAt_ >= begin) continue;

@@ -2,10 +2,7 @@
 #pragma once
 
 #include "codecs/common/MovieStream.h"
-#include "codecs/movie/Ffmpeg.h"
-
-#include <string>
-#include <vector>
+#include "codecs/movie/MovieInput.h"
 
 namespace qv::codec {
 
@@ -13,7 +10,7 @@ class SoundReader {
 public:
     // `start` is the time of the first frame in seconds: there sample 0 lies. Null when there is no sound that
     // can be decoded.
-    static std::unique_ptr<SoundReader> open(const char* path, double start);
+    static std::unique_ptr<SoundReader> open(const std::string& path, double start);
 
     const WAVEFORMATEX& format() const { return format_; }
     // Samples, each of all channels, in the whole movie as its headers say.
@@ -28,10 +25,13 @@ private:
     bool seek(std::uint64_t sample);
     bool decodeMore();
     void take();
+    std::int64_t heldEnd() const {
+        return heldAt_ + static_cast<std::int64_t>(held_.size() / format_.nChannels);
+    }
 
-    std::unique_ptr<MovieInput> input_;
+    std::unique_ptr<MediaInput> input_;
     Ffmpeg<AVCodecContext> decoder_;
-    Ffmpeg<SwrContext> resampler_;
+    SoundConverter converter_;
     Ffmpeg<AVFrame> frame_;
     Ffmpeg<AVPacket> packet_;
     WAVEFORMATEX format_{};

@@ -9,10 +9,12 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <memory>
-#include <sstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -297,6 +299,30 @@ TEST(Sound, BadWavesAreRefusedOrReadInPart) {
     EXPECT_FALSE(Sound(fileOf("text.mp3", "these are words, not frames\n")));
 }
 
+// Every module is asked about every path, so none may take anything out of a pipe to answer.
+TEST(Sound, NothingIsReadFromPipes) {
+    const fs::path path = qv::test::home() / "pipe.wav";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int pipe = open(path.c_str(), O_RDWR | O_NONBLOCK);
+    const std::string bytes = ramp(10).bytes();
+    ASSERT_EQ(write(pipe, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    EXPECT_FALSE(Sound(path));
+    char left[256];
+    EXPECT_EQ(read(pipe, left, sizeof left), static_cast<ssize_t>(bytes.size()));
+    close(pipe);
+}
+
+TEST(Sound, AFileThatVanishesCanNoLongerBeReadFromTheStart) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    const fs::path path = qv::test::home() / "a.m4a";
+    ASSERT_EQ(qv::test::run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=d=1", path}).exitCode, 0);
+    Sound sound(path);
+    ASSERT_TRUE(sound);
+    EXPECT_EQ(sound.read(1000, 10).size(), 10u);
+    fs::remove(path);
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(sound.read(0, 10).empty());
+}
+
 // Everything that is not plain PCM is made by another program, from one tone that is never the same twice.
 TEST(Sound, CompressedKindsKeepLengthPlaceAndTone) {
     QV_NEEDS_PROGRAM("ffmpeg");
@@ -366,21 +392,12 @@ TEST(Sound, CompressedKindsKeepLengthPlaceAndTone) {
 // What three other readers say about real files.
 TEST(Sound, AgreesWithOtherReaders) {
     QV_NEEDS_MEDIA(media);
-    std::ifstream table(media / "sound/expected_sounds.tsv");
-    std::string line;
-    std::getline(table, line);
-    const auto cells = [](const std::string& text) {
-        std::vector<std::string> all;
-        std::istringstream in(text);
-        for (std::string cell; std::getline(in, cell, '\t');) all.push_back(cell);
-        all.resize(32);
-        return all;
-    };
+    const auto table = qv::test::readTable(media / "sound/expected_sounds.tsv");
     std::map<std::string, size_t> column;
-    for (size_t i = 0; const auto& name : cells(line)) column.try_emplace(name, i++);
+    for (size_t i = 0; const auto& name : table[0]) column.try_emplace(name, i++);
     int checked = 0, exact = 0;
-    while (std::getline(table, line)) {
-        const auto row = cells(line);
+    for (size_t i = 1; i < table.size(); ++i) {
+        const auto& row = table[i];
         const std::string& codec = row[column["codec_ffprobe"]];
         const std::string& samples = row[column["decoded_samples_per_channel_ffmpeg"]];
         if (codec.empty() || samples.empty() || samples == "0" || row[0].ends_with(".bit")) continue;
