@@ -37,8 +37,8 @@ void appendPlain(std::string& out, std::string_view text) {
             out += '\\';
             out += c;
         } else if (c == '\\') {
-            out +=
-                "\\\xE2\x81\xA0"; // a joiner without width keeps it from meaning something with what follows
+            // A joiner without width keeps it from meaning something with what follows.
+            out += "\\\xE2\x81\xA0";
         } else if (c == '\n') {
             out += "\\N";
         } else if (c != '\r' && c != '\0') {

@@ -64,6 +64,8 @@ bool isTag(std::string_view tag) {
            name.starts_with("font ");
 }
 
+constexpr size_t kLongestTag = 1000; // what is longer is text
+
 void appendText(std::string& out, std::string_view text) {
     while (!text.empty()) {
         const auto next = text.find_first_of("<{");
@@ -71,7 +73,7 @@ void appendText(std::string& out, std::string_view text) {
         if (next == std::string_view::npos) return;
         text.remove_prefix(next);
         const bool angle = text[0] == '<';
-        const auto end = text.find(angle ? '>' : '}');
+        const auto end = text.substr(0, kLongestTag).find(angle ? '>' : '}');
         const std::string_view inner =
             end == std::string_view::npos ? std::string_view() : text.substr(1, end - 1);
         if (angle ? isTag(inner) : inner.starts_with('\\')) {

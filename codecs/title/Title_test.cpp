@@ -169,6 +169,9 @@ TEST(Title, SubRipKeepsTimesTagsAndPlaces) {
     EXPECT_EQ(title->milliseconds, 3'600'000);
     EXPECT_FALSE(readTitle("no times here\n")) << "words alone are no title";
     EXPECT_FALSE(readTitle("1\n00:00:01 --> 00:00:02\nno milliseconds\n"));
+    // Tags that never end: looking for the end of each up to the end of the text would take minutes.
+    const std::string open(kMaxTitleBytes - 100, '<');
+    EXPECT_TRUE(eventsOf(readTitle("1\n00:00:01,000 --> 00:00:02,000\n" + open)->ass)[0].text == open);
 }
 
 TEST(Title, EveryEncodingBecomesUtf8) {
