@@ -25,8 +25,9 @@ QVLIBS_API ULONG DEDVUnloadCodec();
 QVLIBS_API ULONG DEDVOpenDVCDecoder(ULONG option, void** handle);
 // 0 done; 14 for null.
 QVLIBS_API ULONG DEDVCloseDVCDecoder(void* handle);
-// Decodes a frame into rows that lie 3 * width bytes apart, whatever the pixel format says; a negative width
-// makes the picture bottom-up. `bits` must have room for the size that the option names. 0 done; 14 for null.
+// Decodes a frame into rows without padding, 3 bytes a pixel or 2 as the option says; a negative width makes the
+// picture bottom-up. `width` and the room in `bits` must be those of the size that the option names. 0 done; 14 for
+// null.
 QVLIBS_API ULONG DEDVDVCDecode(void* handle, ULONG option, LONG width, unsigned char* dif,
                                unsigned char* bits);
 

@@ -120,7 +120,7 @@ struct DvSplit::State {
     // A link under the final name refuses a name that is taken, and can be taken back.
     bool publish() {
         size_t linked = 0;
-        for (; linked < parts.size() && !error; ++linked) {
+        for (; linked < parts.size(); ++linked) {
             const std::string target = folder + "/" + parts[linked].name.GetString();
             if (placeNew(temporary(linked).c_str(), target.c_str())) continue;
             fail(errno, target);

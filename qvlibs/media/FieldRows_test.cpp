@@ -26,8 +26,8 @@ TEST(FieldRows, DoublingFillsOneFieldFromTheOther) {
         std::vector<int> rows;
     } rows[] = {
         {0, {0, 0, 2, 2, 4, 4, 6}},
-        {qv::kSecondField, {1, 1, 3, 3, 5, 5, 6}},
-        {qv::kBothFields, {0, 1, 2, 3, 4, 5, 6}},
+        {QV_FRAME_SECOND_FIELD, {1, 1, 3, 3, 5, 5, 6}},
+        {QV_FRAME_INTERLACED, {0, 1, 2, 3, 4, 5, 6}},
     };
     for (const auto& row : rows) {
         auto bits = numbered(7);
@@ -43,7 +43,7 @@ TEST(FieldRows, PackingTheFirstFieldStartsOneRowLate) {
     const struct {
         ULONG flags;
         std::vector<int> firstHalf;
-    } rows[] = {{0, {0, 0, 2}}, {qv::kSecondField, {1, 3, 5}}, {qv::kBothFields, {0, 1, 2}}};
+    } rows[] = {{0, {0, 0, 2}}, {QV_FRAME_SECOND_FIELD, {1, 3, 5}}, {QV_FRAME_INTERLACED, {0, 1, 2}}};
     for (const auto& row : rows) {
         auto bits = numbered(6);
         qv::packFieldRows(bits.data(), 1, 6, row.flags);

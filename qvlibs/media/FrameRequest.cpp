@@ -2,16 +2,13 @@
 // the difference is made up here.
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/Canvas.h"
+#include "qvlibs/media/AskPlugin.h"
 #include "qvlibs/media/FieldRows.h"
 #include "qvlibs/media/Qvavitools.h"
-#include "qvlibs/plugins/StreamHandle.h"
-#include "qvlibs/plugins/plugin_api.h"
 
 #include <vector>
 
 namespace {
-
-static_assert(qv::kSecondField == QV_FRAME_SECOND_FIELD && qv::kBothFields == QV_FRAME_INTERLACED);
 
 constexpr ULONG kNoValue = 0xFFFFFFFF;
 
@@ -101,7 +98,7 @@ ULONG QVTLAVIGetNonCompressedStreamEx2(void* handle, LONG frame, unsigned char* 
                                        MOVIE_DECODE_TYPE decodeType, RESIZE_METHOD method, ULONG flags,
                                        ULONG* streamValue, ULONG* streamValue2) {
     QVTL_TRACE();
-    auto* const stream = static_cast<PluginStreamHandle*>(handle);
+    auto* const stream = qv::streamOf(handle);
     if (!stream) return QV_NO_MODULE;
     const Wish wish{width, height, dibType, decodeType, method, flags, fieldModeOf(flags)};
     CPluginInfo& plugin = *stream->plugin;

@@ -200,7 +200,7 @@ TEST(FrameRequest, ChangesOfTheStreamMakeItDecode) {
 TEST(FrameRequest, AModuleWithoutTheExportsGivesNoPicture) {
     restartWithModules({{"accept_all", "accept_all.vcp"}});
     void* const handle = QVTLAVIFileOpen("whatever", 0);
-    if (!handle) GTEST_SKIP() << "this fake opens nothing";
+    ASSERT_TRUE(handle);
     unsigned char buffer[16 * 8 * 3] = {};
     EXPECT_EQ(QVTLAVIGetNonCompressedStreamEx2(handle, 0, buffer, 16, 8, DIB_TYPE_AUTO, 0,
                                                MOVIE_DECODE_DEFAULT, RESIZE_METHOD_LINEAR, 0, nullptr,

@@ -1,6 +1,7 @@
 #include "qvlibs/media/QVMovie.h"
 
 #include "qvlibs/framework/Trace.h"
+#include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/media/Qvavitools.h"
 
@@ -8,20 +9,17 @@
 
 namespace {
 
-constexpr size_t kScratchSize = 1244160; // 720 x 576 pixels of 3 bytes: the largest DV frame
+constexpr DWORD kLargestDv = 1244160; // 720 x 576 pixels of 3 bytes: decoders may count on so much room
 constexpr LONG kThumbnailWidth = 180;
 constexpr LONG kThumbnailHeight = 144;
-constexpr LONG kLargestSide = 1 << 15;
 
-size_t pictureBytes(const BITMAPINFOHEADER& header) {
-    return static_cast<size_t>(CQVDIB::GetLineBytes(header.biWidth, 24)) *
-           static_cast<size_t>(header.biHeight);
+// Bytes for a decoded picture of that size; 0 when it is empty or too large.
+size_t roomFor(std::int64_t width, std::int64_t height) {
+    const auto bytes = width > 0 && height > 0 ? qv::pixelBytes(width, height, 24) : std::nullopt;
+    return bytes ? std::max(*bytes, kLargestDv) : 0;
 }
 
-bool isPicture(const BITMAPINFOHEADER& header) {
-    return header.biWidth > 0 && header.biHeight > 0 && header.biWidth <= kLargestSide &&
-           header.biHeight <= kLargestSide;
-}
+size_t roomFor(const BITMAPINFOHEADER& header) { return roomFor(header.biWidth, header.biHeight); }
 
 } // namespace
 
@@ -104,19 +102,21 @@ bool CAVIFile::decode(LONG frame, unsigned char* buffer, ULONG flags) const {
 
 int CAVIFile::GetNonCompressedStream(LONG frame, unsigned char* buffer, int exact) {
     QV_TRACE("CAVIFile");
-    if (!handle || !isPicture(format)) return 0;
+    if (!handle || !roomFor(format)) return 0;
     if ((!exact || IsMPEG2()) && stepX == 1 && stepY == 1) return decode(frame, buffer, scale) ? 1 : 0;
 
     // The frame as the decoder gives it: the reduced format grown back by what resizing will take away.
     const bool fullDv = exact && IsDVAVI();
-    BITMAPINFOHEADER decoded = format;
-    decoded.biWidth *= static_cast<LONG>(fullDv ? scale : stepX);
-    decoded.biHeight *= static_cast<LONG>(fullDv ? scale : stepY);
+    const std::int64_t width = std::int64_t{format.biWidth} * (fullDv ? scale : stepX);
+    const std::int64_t height = std::int64_t{format.biHeight} * (fullDv ? scale : stepY);
     // Halving rounds down, so the decoder's own frame may be larger by what was cut off.
     BITMAPINFOHEADER whole{};
     QVTLAVIGetVideoFormat(handle.get(), &whole);
-    if (!isPicture(decoded) || !isPicture(whole)) return 0;
-    scratch.resize(std::max({kScratchSize, pictureBytes(decoded), pictureBytes(whole)}));
+    if (!roomFor(width, height) || !roomFor(whole)) return 0;
+    scratch.resize(std::max(roomFor(width, height), roomFor(whole)));
+    BITMAPINFOHEADER decoded = format;
+    decoded.biWidth = static_cast<LONG>(width);
+    decoded.biHeight = static_cast<LONG>(height);
     if (!decode(frame, scratch.data(), fullDv ? 1 : scale)) return 0;
     const DIB_TYPE type = GetDIBType(frame);
     ResizeFilter(&decoded, scratch.data(), &format, buffer, type, type);
@@ -125,7 +125,7 @@ int CAVIFile::GetNonCompressedStream(LONG frame, unsigned char* buffer, int exac
 
 ULONG CAVIFile::ResizeFilter(LONG frame, BITMAPINFOHEADER* header, unsigned char* bits, DIB_TYPE type) {
     QV_TRACE("CAVIFile");
-    std::vector<unsigned char> picture(isPicture(format) ? std::max(kScratchSize, pictureBytes(format)) : 0);
+    std::vector<unsigned char> picture(roomFor(format));
     if (!GetNonCompressedStream(frame, picture.data(), 0)) return static_cast<ULONG>(QV_E_FAIL);
     return ResizeFilter(&format, picture.data(), header, bits, GetDIBType(frame), type);
 }

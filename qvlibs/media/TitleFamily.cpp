@@ -2,13 +2,13 @@
 
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"
-#include "qvlibs/plugins/StreamHandle.h"
+#include "qvlibs/media/AskPlugin.h"
 
 namespace {
 
 // The stream behind a handle, or null when it has no plug-in to ask.
 PluginStreamHandle* usable(void* handle) {
-    auto* stream = static_cast<PluginStreamHandle*>(handle);
+    auto* stream = qv::streamOf(handle);
     return stream && stream->plugin ? stream : nullptr;
 }
 
@@ -22,7 +22,7 @@ void* QVTLTitleFileOpen(const char* path) {
 ULONG QVTLTitleFileClose(void* handle) {
     QVTL_TRACE();
     if (PluginStreamHandle* stream = usable(handle)) return qv::closeStream(stream);
-    delete static_cast<PluginStreamHandle*>(handle);
+    delete qv::streamOf(handle);
     return QV_FAILED;
 }
 
