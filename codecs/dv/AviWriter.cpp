@@ -41,10 +41,7 @@ std::unique_ptr<AviWriter> AviWriter::create(const char* path, const AviFormat& 
     const int descriptor = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<AviWriter> writer(new AviWriter(descriptor, path, format));
-    const bool begun = writer->beginSegment();
-    if (begun) return writer;
-    unlink(path);
-    return nullptr;
+    return writer->beginSegment() ? std::move(writer) : nullptr;
 }
 
 AviWriter::AviWriter(int descriptor, const char* path, const AviFormat& format)
@@ -194,7 +191,9 @@ bool AviWriter::beginSegment() {
         track.entries.clear();
         track.lengthBefore = track.length;
     }
-    return append(out.data().data(), out.size());
+    isOpen_ = append(out.data().data(), out.size());
+    if (!isOpen_) cutTo(segmentAt_);
+    return isOpen_;
 }
 
 bool AviWriter::isFull(size_t bytes) const {
@@ -281,6 +280,7 @@ bool AviWriter::putOldIndex() {
 
 // Where there is no room for indexes, the segment ends without: readers walk it then.
 bool AviWriter::endSegment() {
+    isOpen_ = false;
     const bool isFirst = segmentAt_ == 0;
     const std::uint64_t bare = end_;
     bool done = putIndexes() && patchSize(moviAt_) && (!isFirst || putOldIndex());
@@ -306,7 +306,7 @@ bool AviWriter::close() {
     bool done = !failed_;
     if (tracks_[0].length == 0) {
         unlink(path_.c_str());
-    } else {
+    } else if (isOpen_) {
         done = endSegment() && done;
     }
     done = ::close(descriptor_) == 0 && done;

@@ -82,6 +82,7 @@ private:
     std::uint64_t moviAt_ = 0;      // the movi list
     std::uint32_t firstFrames_ = 0; // frames of the first segment
     std::uint32_t firstSize_ = 0;   // of its list; 0 until it is finished
+    bool isOpen_ = false;           // the segment has begun and not ended
     bool failed_ = false;
 };
 

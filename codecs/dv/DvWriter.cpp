@@ -99,14 +99,17 @@ bool DvWriter::addDif(const std::uint8_t* dif, std::uint32_t dibType, const std:
     // Frames that are nothing but damage belong to a tape, but no movie can begin with one. A frame of the other
     // system would have another size.
     const auto system = dvSystemOf({dif, size});
-    if (system ? *system != systemOf(pal_) : !avi_) return false;
+    if (failed_ || (system ? *system != systemOf(pal_) : !avi_)) return false;
     if (!given_) pcm = nullptr;
     if (dibType >= DIB_TYPE_4_3 && dibType <= DIB_TYPE_LETTERBOX) {
         if (dif_.data() != dif) dif_.assign(dif, dif + size);
         DEDVSetAspect(dif_.data(), static_cast<DIB_TYPE>(dibType), pal_ ? 1 : 0);
         dif = dif_.data();
     }
-    if (!avi_ && !begin(dif, pcm != nullptr)) return false;
+    if (!avi_ && !begin(dif, pcm != nullptr)) {
+        failed_ = true;
+        return false;
+    }
     if (!avi_->add({dif, size}, soundOf(dif, pcm))) return false;
     ++frames_;
     return true;
@@ -136,7 +139,8 @@ void DvWriter::resetEncoder() {
 bool DvWriter::close() {
     closed_ = true;
     if (avi_) return avi_->close();
-    return !isNew_ || unlink(path_.c_str()) == 0; // nothing was written: nothing stays, and nothing is lost
+    // Nothing was written: nothing stays, and nothing is lost.
+    return !failed_ && (!isNew_ || unlink(path_.c_str()) == 0);
 }
 
 } // namespace qv

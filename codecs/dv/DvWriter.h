@@ -8,7 +8,7 @@ namespace qv {
 
 class DvWriter {
 public:
-    // Makes the file, in place of one of that name. Null when it cannot be made.
+    // Null when the file cannot be made. One of that name keeps its content until the first frame.
     static std::unique_ptr<DvWriter> create(const char* path, bool pal);
     ~DvWriter(); // closes
     DvWriter(const DvWriter&) = delete;
@@ -32,7 +32,8 @@ public:
     // Lets go of the encoder; the next picture opens a new one.
     void resetEncoder();
 
-    // Finishes the file; one without frames is removed. False when anything failed on the way.
+    // Finishes the file. Without a frame a new one is removed, and one that was there stays as it was. False when
+    // anything failed on the way.
     [[nodiscard]] bool close();
 
 private:
@@ -49,7 +50,8 @@ private:
     std::vector<std::uint8_t> dif_;
     std::vector<std::uint8_t> pcm_;
     void* encoder_ = nullptr;
-    bool isNew_ = false; // there was no file of the name
+    bool isNew_ = false;  // there was no file of the name
+    bool failed_ = false; // there was no room to begin
     bool closed_ = false;
 };
 

@@ -243,10 +243,12 @@ TEST(DvWriter, AKilledWritersFileOpensUpToItsLastWholeFrame) {
 TEST(DvWriter, AFullDiskIsReportedAndLeavesAMovieOrNone) {
     useModules();
     signal(SIGXFSZ, SIG_IGN);
-    frameNumber(0);
+    const auto one = frameNumber(0);
+    const std::string there(one.begin(), one.end()); // a movie of that name, every second time
     const int step = std::getenv("QVLIBS_TEST_FULL") ? 1531 : 60000;
     int places = 0;
     for (rlim_t room = 0; room < 600000; room += static_cast<rlim_t>(step)) {
+        if (places % 2 == 0) writeFile(target(), there);
         struct rlimit bound {};
         getrlimit(RLIMIT_FSIZE, &bound);
         const rlim_t before = bound.rlim_cur;
