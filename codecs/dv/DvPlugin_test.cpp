@@ -2,6 +2,7 @@
 #include "qvlibs/media/QVMovie.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/plugins/PluginInfo.h"
+#include "qvlibs/plugins/plugin_api.h"
 
 #include "tests/support/AviMaker.h"
 #include "tests/support/ModuleFolder.h"
@@ -177,20 +178,98 @@ TEST(DvPlugin, ACutFileGivesItsWholeFramesOrIsRefused) {
     }
 }
 
-TEST(DvPlugin, ClosedAndMadeUpTicketsAreRefused) {
+// Damaged blocks look as in the frame before, when that one was decoded just before; else as what is around them.
+TEST(DvPlugin, DamageIsNeverFilledFromAFrameFurtherAway) {
+    QV_NEEDS_MEDIA(media);
+    restartWithModules({{"dv.vcp"}});
+    std::string frames = cameraFrames(media);
+    frames += frames.substr(kNtsc);
+    for (size_t frame = 1; frame < 3; ++frame) {
+        for (size_t block = 50; block < 60; ++block) frames[frame * kNtsc + 80 * block + 3] |= '\xF0';
+    }
+    void* const movie = QVTLAVIFileOpen(put("scratched.dv", frames).c_str(), 0);
+    const auto shown = [&](LONG frame, LONG width, LONG height) {
+        std::vector<unsigned char> bits;
+        EXPECT_EQ(ask(movie, frame, width, height, bits, 0x40000000), 0u);
+        return bits;
+    };
+    const auto alone = shown(1, 720, 480);
+    shown(0, 720, 480);
+    const auto behind = shown(1, 720, 480);
+    EXPECT_NE(behind, alone);
+    EXPECT_EQ(shown(1, 720, 480), behind) << "the same frame again";
+    shown(0, 720, 480);
+    EXPECT_EQ(QVTLAVIGetNonCompressedStream(movie, 1, 8)->biWidth, 88);
+    EXPECT_EQ(shown(2, 720, 480), alone) << "frame 1 was decoded at another size, 0 is too far away";
+    QVTLAVIFileClose(movie);
+}
+
+namespace {
+
+using Ask = ULONG (*)(CPluginInfo& plugin, ULONG stream);
+unsigned char room[144000];
+QVFRAMEREQUEST request;
+ULONG word;
+LONG length;
+WAVEFORMATEX wave;
+BITMAPINFOHEADER header;
+#define ASK(call) [](CPluginInfo& p, [[maybe_unused]] ULONG s) -> ULONG { return p.call; }
+#define ASK_SOUND(call) [](CPluginInfo& p, ULONG s) -> ULONG { return length = 0, p.call; }
+
+// What the exports for reading answer on an open stream of two frames; on one that is not open they answer 0 where a
+// count is due, else 1.
+const struct {
+    const char* what;
+    Ask ask;
+    ULONG open, refused;
+} kAnswers[] = {
+    {"frames", ASK(GetTotalFrames(s)), 2, 0},
+    {"milliseconds", ASK(GetMiliseconds(s)), 66, 0},
+    {"bits of sound", ASK(GetAudioCompressionRate(s)), 1024000, 0},
+    {"kilobits of the picture", ASK(GetVideoAverageRate(s)), 28771, 0},
+    {"a frame", ASK(GetVideoEx(s, 0, room, 8)), 0, 1},
+    {"a reduction that there is not", ASK(GetVideoEx(s, 0, room, 5)), 1, 1},
+    {"a frame behind the last", ASK(GetVideoEx(s, 2, room, 8)), 1, 1},
+    {"a frame before the first", ASK(GetVideoEx(s, -1, room, 8)), 1, 1},
+    {"a frame to nowhere", ASK(GetVideoEx(s, 0, nullptr, 8)), 1, 1},
+    {"a request", ASK(GetVideoParam(s, &request, 1)), 0, 1},
+    {"a request behind the last", ASK(GetVideoParam(s, &request, 2)), 1, 1},
+    {"no request", ASK(GetVideoParam(s, nullptr, 0)), 1, 1},
+    {"data", ASK(GetDif(s, 1, room, 0, nullptr, nullptr)), 0, 1},
+    {"data behind the last", ASK(GetDif(s, 2, room, 0, nullptr, nullptr)), 1, 1},
+    {"data to nowhere", ASK(GetDif(s, 0, nullptr, 0, nullptr, nullptr)), 1, 1},
+    {"sound", ASK_SOUND(GetAudio(s, 0, 2, room, &length)), 0, 1},
+    {"sound at the end", ASK_SOUND(GetAudio(s, 2, 1, room, &length)), 0, 1},
+    {"sound behind the end", ASK_SOUND(GetAudio(s, 3, 1, room, &length)), 1, 1},
+    {"sound before the start", ASK_SOUND(GetAudio(s, -1, 1, room, &length)), 1, 1},
+    {"less than no sound", ASK_SOUND(GetAudio(s, 0, -1, room, &length)), 1, 1},
+    {"sound to nowhere", ASK_SOUND(GetAudio(s, 0, 1, nullptr, &length)), 1, 1},
+    {"sound of any length", ASK(GetAudio(s, 0, 1, room, nullptr)), 1, 1},
+    {"the code", ASK(GetFccHeader(s, &word)), 0, 1},
+    {"the code for nobody", ASK(GetFccHeader(s, nullptr)), 1, 1},
+    {"the rate", ASK(GetVideoRate(s, &word, &word)), 0, 1},
+    {"half of the rate", ASK(GetVideoRate(s, &word, nullptr)), 1, 1},
+    {"the form of the sound", ASK(GetAudioFormat(s, &wave)), 0, 1},
+    {"the form for nobody", ASK(GetAudioFormat(s, nullptr)), 1, 1},
+    {"the form of the picture", ASK(GetVideoFormat(s, &header)), 0, 1},
+    {"the form for nobody", ASK(GetVideoFormat(s, nullptr)), 1, 1},
+    {"the end", ASK(CloseR(s)), 0, 1},
+};
+
+} // namespace
+
+TEST(DvPlugin, EveryReaderAnswersOpenClosedAndMadeUpTickets) {
     QV_NEEDS_MEDIA(media);
     restartWithModules({{"dv.vcp"}});
     const std::string path = media / "dv/derived/avi_camcorder_s01_t2.avi";
     const std::unique_ptr<CPluginInfo> plugin(LoadVideoCodecPlugIn(path.c_str()));
-    const ULONG stream = plugin->OpenR(path.c_str(), 0);
-    ASSERT_NE(stream, 0u);
-    EXPECT_EQ(plugin->CloseR(stream), 0u);
+    const ULONG closed = plugin->OpenR(path.c_str(), 0);
+    for (const auto& row : kAnswers) EXPECT_EQ(row.ask(*plugin, closed), row.open) << row.what;
     const ULONG next = plugin->OpenR(path.c_str(), 0);
-    for (const ULONG ticket : {stream, 0u, 0xFFFFFFFFu}) {
+    for (const ULONG ticket : {closed, 0u, 0xFFFFFFFFu}) {
         EXPECT_NE(ticket, next);
-        EXPECT_EQ(plugin->CloseR(ticket), 1u);
         EXPECT_EQ(plugin->GetVideo(ticket, 0, 1), nullptr);
-        EXPECT_EQ(plugin->GetTotalFrames(ticket), 0u);
+        for (const auto& row : kAnswers) EXPECT_EQ(row.ask(*plugin, ticket), row.refused) << row.what;
     }
     EXPECT_EQ(plugin->CloseR(next), 0u);
 }

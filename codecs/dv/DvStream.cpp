@@ -73,8 +73,11 @@ bool DvStream::decode(std::int32_t frame, std::uint32_t reduction, std::uint8_t*
     const std::span<const std::uint8_t> dif(data, dvFrameSize(file_->isPal()));
     const auto layout = dv::identifyFrame(dif);
     if (!layout || layout->pal() != file_->isPal()) return false;
-    if (frame != decoded_ + 1) decoder_.forget();
+    // Damage is filled from the frame before, or from the same once more, never from one further away.
+    const bool goesOn = reduction == reduction_ && (frame == decoded_ || frame == decoded_ + 1);
+    if (!goesOn) decoder_.forget();
     decoded_ = frame;
+    reduction_ = reduction;
     dv::PictureTarget target;
     target.bits = bits;
     target.pitch = -static_cast<std::ptrdiff_t>(size(reduction).width) * 3;
@@ -96,12 +99,13 @@ std::uint32_t DvStream::param(QVFRAMEREQUEST& request, std::int32_t frame) {
     const bool wantsData = request.flags & QV_FRAME_COMPRESSED && !isPlain && request.width == full.width &&
                            request.height == full.height;
     promised_ = 1;
-    for (const std::uint32_t reduction : kReductions) {
-        const Size offered = size(reduction);
-        if (isPlain || keepFields) break;
-        if (offered.width < request.width || offered.height < request.height) continue;
-        promised_ = reduction;
-        break;
+    if (!isPlain && !keepFields) {
+        const auto fits = [&](std::uint32_t reduction) {
+            const Size offered = size(reduction);
+            return offered.width >= request.width && offered.height >= request.height;
+        };
+        const auto* const found = std::find_if(std::begin(kReductions), std::end(kReductions), fits);
+        if (found != std::end(kReductions)) promised_ = *found;
     }
     const Size size = this->size(promised_);
     request.width = request.displayCx = size.width;

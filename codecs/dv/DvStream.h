@@ -35,6 +35,7 @@ private:
     std::unique_ptr<DvFile> file_;
     dv::Decoder decoder_;
     std::int64_t decoded_ = -1;            // the last frame decoded
+    std::uint32_t reduction_ = 0;          // at which
     std::uint32_t promised_ = 1;           // reduction of the last param()
     std::vector<std::uint8_t> picture_;    // lent by pictureOfLastParam()
     std::vector<std::uint8_t> compressed_; // lent by param()
