@@ -7,6 +7,7 @@
 #include "qvlibs/plugins/plugin_api.h"
 
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 namespace {
@@ -219,9 +220,9 @@ CPluginInfo* CPluginEnumerator::Next(const char* pattern) {
     const auto& modules = qv::codecRegistry().modules();
     while (next_ < modules.size()) {
         const auto& loaded = modules[next_++];
-        const auto dot = loaded.path.ReverseFind('.'); // load patterns end in an extension: there is a dot
-        if (std::strstr(pattern, loaded.path.GetString() + dot))
-            return new CPluginInfo(loaded.path, loaded.module);
+        // A name without an extension is of every kind.
+        const std::string extension = std::filesystem::path(loaded.path.str()).extension();
+        if (std::strstr(pattern, extension.c_str())) return new CPluginInfo(loaded.path, loaded.module);
     }
     return nullptr;
 }

@@ -155,10 +155,13 @@ TEST(Registry, ModulesOfAnotherFolderJoin) {
     restartWithModules({{"accept_none", "a.vcp"}});
     const fs::path more = qv::test::makeFolder("more");
     qv::test::putModule(more, {"accept_all", "m.vcp"});
+    qv::test::putModule(more, {"accept_all", "plain"});
     qvLoadPlugIns2(more.c_str(), "*.vcp");
     EXPECT_THAT(registered("*.vcp"), ElementsAre("a.vcp", "m.vcp"));
+    qvLoadPlugIns2(more.c_str(), "pl*");
+    EXPECT_THAT(registered("*.acp"), ElementsAre("plain")) << "no extension is in every pattern";
     qvLoadPlugIns2("/nonexistent", "*.vcp");
-    EXPECT_EQ(registered("*.vcp").size(), 2u);
+    EXPECT_EQ(registered("*.vcp").size(), 3u);
 }
 
 // The calls that may not overlap really do not: the fake counts who is inside it.
