@@ -45,7 +45,7 @@ struct Votes {
 
     // Frames, seconds, minutes, hours; in NTSC the drop-frame flag as well.
     explicit Votes(DvSystem system)
-        : timecode(system == DvSystem::Pal ? kLabelPackBits & ~0x40u : kLabelPackBits) {}
+        : timecode(system == DvSystem::Pal ? kLabelPackBits & ~kDropFrameBit : kLabelPackBits) {}
 
     void take(const BYTE* pack) {
         switch (pack[0]) {

@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <ctime>
-#include <fstream>
 #include <sstream>
 
 using qv::DvSystem;
@@ -198,25 +197,20 @@ TEST(DvFrameInfo, TenMillionRandomPacksGiveNothingImpossible) {
 
 TEST(DvFrameInfo, AgreesWithTheVectorsOfAnotherLibrary) {
     QV_NEEDS_MEDIA(media);
-    std::ifstream table(media / "dv/pack_vectors.tsv");
-    std::string line;
-    std::getline(table, line);
-    int rows = 0;
-    while (std::getline(table, line)) {
-        std::istringstream in(line);
-        std::string name, packText, system, result, value;
-        for (std::string* field : {&name, &packText, &system, &result, &value})
-            std::getline(in, *field, '\t');
+    const auto rows = qv::test::readTable(media / "dv/pack_vectors.tsv");
+    EXPECT_EQ(rows.size(), 1u + 22);
+    for (size_t i = 1; i < rows.size(); ++i) {
+        const std::string &name = rows[i][0], &packText = rows[i][1], &system = rows[i][2],
+                          &result = rows[i][3], &value = rows[i][4];
         std::istringstream bytes(packText);
         unsigned header = 0, byte = 0;
         bytes >> std::hex >> header;
         DWORD word = 0;
-        for (int i = 0; i < 4; ++i) {
+        for (int shift = 0; shift < 32; shift += 8) {
             bytes >> byte;
-            word |= byte << (8 * i);
+            word |= byte << shift;
         }
         SCOPED_TRACE(name + " " + packText);
-        ++rows;
         const bool accepted = result == "accepted" && value != "no date";
         if (header == 0x62) {
             // A wrong day of the week is no reason here; years 75 to 89 are 20xx.
@@ -239,19 +233,12 @@ TEST(DvFrameInfo, AgreesWithTheVectorsOfAnotherLibrary) {
             EXPECT_EQ(qv::readClockPack(word).has_value(), accepted);
         }
     }
-    EXPECT_EQ(rows, 22);
 }
 
 TEST(DvFrameInfo, RealFramesAgreeWithOtherReaders) {
     QV_NEEDS_MEDIA(media);
-    std::ifstream table(media / "dv/expected_frames.tsv");
-    std::string line;
-    std::getline(table, line);
     int frames = 0;
-    while (std::getline(table, line)) {
-        std::vector<std::string> field;
-        std::istringstream in(line);
-        for (std::string part; std::getline(in, part, '\t');) field.push_back(part);
+    for (const auto& field : qv::test::readTable(media / "dv/expected_frames.tsv")) {
         if (!field[0].ends_with(".dv")) continue;
         SCOPED_TRACE(field[0] + " " + field[1]);
         ++frames;

@@ -3,6 +3,7 @@
 #include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/settings/ProfileCtrl.h"
+#include "qvlibs/timecode/DvPacks.h"
 
 #include <atomic>
 #include <optional>
@@ -22,13 +23,8 @@ struct Place {
     int stride;
 };
 
-constexpr BYTE kTimecode = 0x13, kRecordingDate = 0x62, kRecordingTime = 0x63;
-constexpr BYTE kVauxSource = 0x60, kVauxSourceControl = 0x61, kAauxSource = 0x50, kAauxSourceControl = 0x51;
-
-// What of the four data bytes counts, the first in the low byte. Flags and unused bits are left out, so that
-// two packs which differ in them are the same reading.
-constexpr DWORD kTimeBits = 0x3F7F7F3F;
-constexpr DWORD kDateBits = 0xFF1F3F00;
+// Flags and unused bits are left out, so that two packs which differ in them are the same reading.
+constexpr DWORD kTimeBits = qv::kLabelPackBits & ~qv::kDropFrameBit;
 
 constexpr int kMissesAllowed = 11;
 
@@ -43,9 +39,7 @@ std::optional<DWORD> findPack(const BYTE* frame, Place place, BYTE header, DWORD
             if (++misses > kMissesAllowed) return std::nullopt;
             continue;
         }
-        const DWORD reading = (DWORD{frame[at + 1]} | DWORD{frame[at + 2]} << 8 | DWORD{frame[at + 3]} << 16 |
-                               DWORD{frame[at + 4]} << 24) &
-                              mask;
+        const DWORD reading = qv::packWord(frame + at) & mask;
         if (reading == newest || reading == older) return reading;
         older = newest;
         newest = reading;
@@ -67,7 +61,7 @@ struct Clock {
 };
 
 bool readTimecode(const BYTE* frame, CQVTimecode& timecode) {
-    const auto word = findPack(frame, {110, kSequence}, kTimecode, kTimeBits);
+    const auto word = findPack(frame, {110, kSequence}, qv::kLabelPack, kTimeBits);
     if (!word) return false;
     const Clock clock(*word);
     return clock.h < 24 && clock.m < 60 && clock.s < 60 && clock.f <= (QVIsPal() ? 24 : 29) &&
@@ -84,7 +78,7 @@ std::optional<DWORD> findInEitherSource(const BYTE* frame, int vaux, int subcode
 }
 
 bool readDate(const BYTE* frame, CQVTimecode& recorded) {
-    const auto word = findInEitherSource(frame, 458, 60118, kRecordingDate, kDateBits);
+    const auto word = findInEitherSource(frame, 458, 60118, qv::kVideoDatePack, qv::kDatePackBits);
     if (!word) return false;
     const int year = bcd(*word, 24, 4);
     // On purpose unchecked: an impossible date counts as found and leaves the old one
@@ -94,7 +88,7 @@ bool readDate(const BYTE* frame, CQVTimecode& recorded) {
 }
 
 bool readTime(const BYTE* frame, CQVTimecode& recorded) {
-    const auto word = findInEitherSource(frame, 463, 60126, kRecordingTime, kTimeBits);
+    const auto word = findInEitherSource(frame, 463, 60126, qv::kVideoClockPack, kTimeBits);
     if (!word) return false;
     const Clock clock(*word);
     const bool noFrame = bits(*word, 0, 6) == 0x3F;
@@ -152,16 +146,16 @@ ULONG QVTLDIF2Timecode(unsigned char* frame, CQVTimecode* timecode, CQVTimecode*
     constexpr ULONG kTimecodeMissing = 0x801, kRecordingMissing = 0x802;
     if (trackNumber) *trackNumber = trackNumberOf(frame);
     const bool hasTimecode = timecode && readTimecode(frame, *timecode);
-    readFirstByte(frame, 48448, kVauxSource, vauxSource);
-    readFirstByte(frame, 48453, kVauxSourceControl, vauxSourceControl);
+    readFirstByte(frame, 48448, qv::kVideoSourcePack, vauxSource);
+    readFirstByte(frame, 48453, qv::kVideoControlPack, vauxSourceControl);
     bool hasDate = false, hasTime = false;
     if (recorded) {
         hasDate = readDate(frame, *recorded);
         hasTime = readTime(frame, *recorded);
         if (!hasDate && !hasTime) recorded->SetTime(0, TCMODE_DEFAULT);
     }
-    readFirstByte(frame, 12483, kAauxSource, aauxSource);
-    readFirstByte(frame, 13763, kAauxSourceControl, aauxSourceControl);
+    readFirstByte(frame, 12483, qv::kAudioSourcePack, aauxSource);
+    readFirstByte(frame, 13763, qv::kAudioControlPack, aauxSourceControl);
 
     const ULONG result = hasTimecode ? QV_OK : kTimecodeMissing;
     if (hasDate && hasTime) return result;

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -310,21 +308,10 @@ TEST(DvMetadata, PalSkipsNoLabels) {
 
 namespace {
 
-std::vector<std::string> columns(const std::string& line) {
-    std::vector<std::string> fields;
-    std::istringstream in(line);
-    for (std::string field; std::getline(in, field, '\t');) fields.push_back(field);
-    return fields;
-}
-
 // Every frame of the raw files of one system, against what other programs read from them.
 int checkRealFrames(const std::filesystem::path& folder, const std::string& system) {
-    std::ifstream table(folder / "expected_frames.tsv");
-    std::string line;
-    std::getline(table, line);
     int frames = 0;
-    while (std::getline(table, line)) {
-        auto field = columns(line);
+    for (auto& field : qv::test::readTable(folder / "expected_frames.tsv")) {
         if (field[3] != system || !field[0].ends_with(".dv")) continue;
         SCOPED_TRACE(field[0] + " " + field[1]);
         ++frames;

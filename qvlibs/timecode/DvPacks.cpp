@@ -25,7 +25,7 @@ std::optional<DvClock> readClockPack(DWORD word) {
 std::optional<DvLabel> readLabelPack(DWORD word, DvSystem system) {
     const auto clock = readClockPack(word);
     const int frames = digits(word, 0, 2);
-    const bool drop = system == DvSystem::Ntsc && (word & 0x40);
+    const bool drop = system == DvSystem::Ntsc && (word & kDropFrameBit);
     if (!clock || !isWithin(frames, 0, system == DvSystem::Pal ? 24 : 29)) return std::nullopt;
     const bool skipped = drop && clock->minutes % 10 != 0 && clock->seconds == 0 && frames < 2;
     if (skipped) return std::nullopt;

@@ -11,14 +11,20 @@ enum DvPackHeader : BYTE {
     kAudioControlPack = 0x51,
     kAudioDatePack = 0x52,
     kAudioClockPack = 0x53,
+    kVideoSourcePack = 0x60,
     kVideoControlPack = 0x61,
     kVideoDatePack = 0x62,
     kVideoClockPack = 0x63,
 };
 
-// The first data byte is the low byte of a word. These bits of it count; where all of them are set the
-// recorder left the pack blank.
-constexpr DWORD kLabelPackBits = 0x3F7F7F7F; // with the drop-frame flag of NTSC
+// The four data bytes of a pack, which lie behind its header; the first in the low byte.
+inline DWORD packWord(const BYTE* pack) {
+    return DWORD{pack[1]} | DWORD{pack[2]} << 8 | DWORD{pack[3]} << 16 | DWORD{pack[4]} << 24;
+}
+
+// These bits of the word count; where all of them are set the recorder left the pack blank.
+constexpr DWORD kDropFrameBit = 0x40; // NTSC only
+constexpr DWORD kLabelPackBits = 0x3F7F7F3F | kDropFrameBit;
 constexpr DWORD kClockPackBits = 0x3F7F7F00;
 constexpr DWORD kDatePackBits = 0xFF1F3F00;
 

@@ -37,10 +37,6 @@ Pack clockPack(BYTE header, const DvClock& clock) {
 
 void put(BYTE* at, const Pack& pack) { std::copy(pack.begin(), pack.end(), at); }
 
-DWORD wordOf(const Pack& pack) {
-    return pack[1] | DWORD{pack[2]} << 8 | DWORD{pack[3]} << 16 | DWORD{pack[4]} << 24;
-}
-
 // Sets or clears bits of the first two data bytes of a pack, where it stands.
 void change(BYTE* pack, BYTE header, size_t byte, BYTE mask, int value) {
     if (pack[0] == header) pack[1 + byte] = static_cast<BYTE>((pack[1 + byte] & ~mask) | value);
@@ -81,11 +77,12 @@ void stampSequence(BYTE* sequence, bool odd, DvSystem system, const DvStamp& sta
 } // namespace
 
 bool isValidStamp(const DvStamp& stamp, DvSystem system) {
-    if (stamp.label && readLabelPack(wordOf(labelPack(*stamp.label)), system) != stamp.label) return false;
+    if (stamp.label && readLabelPack(packWord(labelPack(*stamp.label).data()), system) != stamp.label)
+        return false;
     if (stamp.recorded) {
         const auto& [date, clock] = *stamp.recorded;
-        if (readDatePack(wordOf(datePack(0, date))) != date) return false;
-        if (readClockPack(wordOf(clockPack(0, clock))) != clock) return false;
+        if (readDatePack(packWord(datePack(0, date).data())) != date) return false;
+        if (readClockPack(packWord(clockPack(0, clock).data())) != clock) return false;
     }
     if (!stamp.soundSamples) return true;
     const bool pal = system == DvSystem::Pal;

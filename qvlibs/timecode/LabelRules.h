@@ -8,6 +8,8 @@
 
 namespace qv {
 
+inline int orDefault(int mode) { return mode == TCMODE_DEFAULT ? defaultTimecodeMode() : mode; }
+
 constexpr int framesPerSecond(int mode) { return mode == TCMODE_PAL ? 25 : 30; }
 
 // Labels that drop-frame counting has left out before this minute of the day.

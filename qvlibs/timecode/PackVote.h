@@ -7,11 +7,6 @@
 
 namespace qv {
 
-// The four data bytes of a pack, the first in the low byte.
-inline DWORD packWord(const BYTE* pack) {
-    return DWORD{pack[1]} | DWORD{pack[2]} << 8 | DWORD{pack[3]} << 16 | DWORD{pack[4]} << 24;
-}
-
 class PackVote {
 public:
     static constexpr size_t kRows = 12;

@@ -18,8 +18,6 @@ constexpr int kMillisecondRate = 30;
 constexpr BYTE kSecondsOnly = 0;
 constexpr BYTE kBcdHolds = 1;
 
-int orDefault(int mode) { return mode == TCMODE_DEFAULT ? qv::defaultTimecodeMode() : mode; }
-
 CTime noDate() { return {1971, 1, 1, 0, 0, 0}; }
 
 int secondOfDay(const std::tm& local) { return local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec; }
@@ -64,19 +62,21 @@ CQVTimecode::CQVTimecode(int* pMode) : m_nMode(pMode ? *pMode : qv::defaultTimec
     Store(noDate(), 0);
 }
 
-CQVTimecode::CQVTimecode(LONG totalFrames, int mode) : m_nMode(orDefault(mode)) {
+CQVTimecode::CQVTimecode(LONG totalFrames, int mode) : m_nMode(qv::orDefault(mode)) {
     Store(noDate(), 0);
     SetTime(totalFrames, mode);
 }
 
 CQVTimecode::CQVTimecode(int h, int m, int s, int f, int mode) : CQVTimecode(1971, 1, 1, h, m, s, f, mode) {}
 
-CQVTimecode::CQVTimecode(CTime time, int frame, int mode) : m_nMode(orDefault(mode)) { Store(time, frame); }
+CQVTimecode::CQVTimecode(CTime time, int frame, int mode) : m_nMode(qv::orDefault(mode)) {
+    Store(time, frame);
+}
 
-CQVTimecode::CQVTimecode(const char* text, int mode) : m_nMode(orDefault(mode)) { SetAllTime(text); }
+CQVTimecode::CQVTimecode(const char* text, int mode) : m_nMode(qv::orDefault(mode)) { SetAllTime(text); }
 
 CQVTimecode::CQVTimecode(int Y, int M, int D, int h, int m, int s, int f, int mode)
-    : m_nMode(orDefault(mode)) {
+    : m_nMode(qv::orDefault(mode)) {
     Store(noDate(), 0);
     SetAllTime(Y, M, D, h, m, s, f);
 }

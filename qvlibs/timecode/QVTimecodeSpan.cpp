@@ -15,24 +15,25 @@ constexpr int kDaySeconds = 86400;
 // On purpose also for PAL (TimecodeSpan.AddingFramesCountsThirtyASecondInEveryMode).
 constexpr int kAddedFramesPerSecond = 30;
 
-int orDefault(int mode) { return mode == TCMODE_DEFAULT ? qv::defaultTimecodeMode() : mode; }
-
 } // namespace
 
 CQVTimecodeSpan::CQVTimecodeSpan() : m_nMode(qv::defaultTimecodeMode()) { SetTime(0, 0, 0, 0, 0); }
 
-CQVTimecodeSpan::CQVTimecodeSpan(LONG totalFrames, int mode) : m_nMode(orDefault(mode)) {
+CQVTimecodeSpan::CQVTimecodeSpan(LONG totalFrames, int mode) : m_nMode(qv::orDefault(mode)) {
     *this = totalFrames;
 }
 
-CQVTimecodeSpan::CQVTimecodeSpan(const char* text, int mode) : m_nMode(orDefault(mode)) { SetAllTime(text); }
+CQVTimecodeSpan::CQVTimecodeSpan(const char* text, int mode) : m_nMode(qv::orDefault(mode)) {
+    SetAllTime(text);
+}
 
-CQVTimecodeSpan::CQVTimecodeSpan(int days, int h, int m, int s, int f, int mode) : m_nMode(orDefault(mode)) {
+CQVTimecodeSpan::CQVTimecodeSpan(int days, int h, int m, int s, int f, int mode)
+    : m_nMode(qv::orDefault(mode)) {
     SetTime(days, h, m, s, f);
 }
 
 CQVTimecodeSpan::CQVTimecodeSpan(CTimeSpan span, int frame, int mode)
-    : m_span(span), m_nFrame(frame), m_nMode(orDefault(mode)) {
+    : m_span(span), m_nFrame(frame), m_nMode(qv::orDefault(mode)) {
     Remake();
 }
 

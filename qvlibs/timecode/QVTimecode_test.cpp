@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -21,13 +19,6 @@ void setOrder(const char* locale) { setenv("LC_ALL", locale, 1); } // none of th
 std::string full(const CQVTimecode& tc) {
     const char* text = tc.Format("%Y-%m-%d %H:%M:%S:%F");
     return text ? text : "(null)";
-}
-
-std::string fields(const std::string& line, int index) {
-    std::istringstream in(line);
-    std::string field;
-    for (int i = 0; i <= index; ++i) std::getline(in, field, '\t');
-    return field;
 }
 
 constexpr const char* kZones[] = {"UTC", "Europe/Berlin", "America/New_York", "Asia/Tokyo"};
@@ -69,29 +60,29 @@ TEST_F(Timecode, EveryLabelOfTheDayGoesRoundInEveryMode) {
 
 TEST_F(Timecode, AgreesWithTheTablesOfOtherLibraries) {
     QV_NEEDS_MEDIA(media);
-    std::ifstream labels(media / "timecode/labels.tsv"), sums(media / "timecode/arithmetic.tsv");
-    std::string line;
-    int lines = 0;
-    std::getline(labels, line);
-    for (; std::getline(labels, line); ++lines) {
-        const LONG count = std::stoi(fields(line, 0));
-        const struct { int column, mode; } columns[] = {{1, TCMODE_DF}, {2, TCMODE_NDF}, {3, TCMODE_PAL}};
+    const auto labels = qv::test::readTable(media / "timecode/labels.tsv");
+    for (size_t i = 1; i < labels.size(); ++i) {
+        const LONG count = std::stoi(labels[i][0]);
+        const struct {
+            size_t column;
+            int mode;
+        } columns[] = {{1, TCMODE_DF}, {2, TCMODE_NDF}, {3, TCMODE_PAL}};
         for (const auto& row : columns) {
-            std::string label = fields(line, row.column);
+            std::string label = labels[i][row.column];
             if (label.empty()) continue;
-            EXPECT_EQ(CQVTimecode(label.c_str(), row.mode).TotalFrame(row.mode), count) << line;
+            EXPECT_EQ(CQVTimecode(label.c_str(), row.mode).TotalFrame(row.mode), count) << label;
             if (label[8] == ';') label[8] = ':';
-            EXPECT_STREQ(CQVTimecode(count, row.mode).Format(nullptr), label.c_str()) << line;
+            EXPECT_STREQ(CQVTimecode(count, row.mode).Format(nullptr), label.c_str());
         }
     }
-    std::getline(sums, line);
-    for (; std::getline(sums, line); ++lines) {
-        const std::string name = fields(line, 0);
-        const int mode = name == "pal" ? TCMODE_PAL : name == "ntsc_drop" ? TCMODE_DF : TCMODE_NDF;
-        const CQVTimecode start(fields(line, 1).c_str(), mode), end(fields(line, 3).c_str(), mode);
-        EXPECT_EQ(end.TotalFrame(mode) - start.TotalFrame(mode), std::stoi(fields(line, 2))) << line;
+    const auto sums = qv::test::readTable(media / "timecode/arithmetic.tsv");
+    for (size_t i = 1; i < sums.size(); ++i) {
+        const auto& sum = sums[i];
+        const int mode = sum[0] == "pal" ? TCMODE_PAL : sum[0] == "ntsc_drop" ? TCMODE_DF : TCMODE_NDF;
+        const CQVTimecode start(sum[1].c_str(), mode), end(sum[3].c_str(), mode);
+        EXPECT_EQ(end.TotalFrame(mode) - start.TotalFrame(mode), std::stoi(sum[2])) << sum[1];
     }
-    EXPECT_GT(lines, 1900);
+    EXPECT_GT(labels.size() + sums.size(), 1900u);
 }
 
 TEST_F(Timecode, TextSetsWhatItHolds) {
