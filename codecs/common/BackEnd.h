@@ -5,9 +5,12 @@
 
 namespace qv::codec {
 
-// Maps `fileName` from the folder of the calling module and calls its export `entry`, which hands out a table
-// of functions. Null when the back end cannot be mapped. The module keeps the answer; it stays mapped for
-// good, because codec libraries do not expect to be unmapped.
+// Maps `fileName` from the folder of the calling module; its export `name`, or null. It stays mapped for good,
+// because codec libraries do not expect to be unmapped.
+void* exportBeside(const char* fileName, const char* name);
+
+// Calls the export `entry` of a back end, which hands out a table of functions. Null when the back end cannot be
+// mapped. The module keeps the answer.
 const void* openBackEnd(const char* fileName, const char* entry);
 
 } // namespace qv::codec

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "codecs/dv/DvDecoder.h"
-#include "codecs/dv/DvPacks.h"
 #include "qvlibs/framework/Status.h"
 #include "tests/support/DvJudge.h"
 #include "tests/support/TestSupport.h"

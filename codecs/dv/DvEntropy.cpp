@@ -14,7 +14,7 @@
 namespace qv::dv {
 namespace {
 
-// --- The same for the quick steps: how a code moves a lane (below) and its level. What a step cannot read (long
+// --- The short codes for the quick steps: how a code moves a lane (below) and its level. What a step cannot read (long
 // codes, the end of a block) seems to be longer than any window and so stops the lane.
 constexpr std::uint32_t kStop = 0x4000;
 struct StepTable {
@@ -211,10 +211,6 @@ public:
         word[0] |= bits >> at;
         word[1] = bits << 1 << (63 - at);
         end_ += count;
-    }
-    void append(const Lane& lane) {
-        append(lane.window, lane.left());
-        append(lane.rest, lane.restLeft);
     }
     void append(BitPool& other) {
         while (const std::int32_t left = other.left()) {

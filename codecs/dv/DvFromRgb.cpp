@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "codecs/dv/DvColour.h"
 #include "codecs/dv/DvLayout.h"
 
 namespace qv::dv {
@@ -28,10 +29,11 @@ Matrix matrixFor(RgbRange range) {
         const int b = static_cast<int>(std::lround(blue * 65536));
         return Weights{r, sum - r - b, b};
     };
-    const double cb = colour * 0.5 / (1 - 0.114);
-    const double cr = colour * 0.5 / (1 - 0.299);
-    return {fixed(0.299 * luma, 0.587 * luma, 0.114 * luma), fixed(-0.299 * cb, -0.587 * cb, 0.886 * cb),
-            fixed(0.701 * cr, -0.587 * cr, -0.114 * cr), range == RgbRange::Full ? 16 : 0};
+    const double cb = colour * 0.5 / (1 - kBlue);
+    const double cr = colour * 0.5 / (1 - kRed);
+    return {fixed(kRed * luma, kGreen * luma, kBlue * luma),
+            fixed(-kRed * cb, -kGreen * cb, (1 - kBlue) * cb),
+            fixed((1 - kRed) * cr, -kGreen * cr, -kBlue * cr), range == RgbRange::Full ? 16 : 0};
 }
 
 int weighed(const Weights& weights, const std::uint8_t* bgr) {

@@ -9,9 +9,9 @@ extern "C" {
 }
 
 #include "codecs/dv/DvColour.h"
+#include "codecs/dv/DvCompleteFrame.h"
 #include "codecs/dv/DvComponent.h"
 #include "codecs/dv/DvFromRgb.h"
-#include "codecs/dv/DvPacks.h"
 #include "codecs/dv/DvPicture.h"
 
 namespace qv::dv {

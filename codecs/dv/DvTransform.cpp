@@ -16,6 +16,11 @@ constexpr double basis(int frequency, int position, int points) {
 }
 constexpr double norm(int frequency) { return frequency ? 0.5 : 0.5 * kCos[4]; }
 
+// A value times its step and this is the coefficient of an orthonormal transform.
+double inverseWeight(int fieldMode, int row, int column) {
+    return 1 / (kWeight[column] * kWeight[fieldMode ? row / 2 * 2 : row]);
+}
+
 using Block = std::array<std::array<double, 8>, 8>; // [row][column]
 
 void horizontal(Block& block) {
@@ -65,10 +70,6 @@ int areaOf(int fieldMode, int row, int column) {
     return static_cast<int>(
         std::find_if(kAreaEnd.begin(), kAreaEnd.end(), [&](int end) { return index < end; }) -
         kAreaEnd.begin());
-}
-
-double inverseWeight(int fieldMode, int row, int column) {
-    return 1 / (kWeight[column] * kWeight[fieldMode ? row / 2 * 2 : row]);
 }
 
 void transformSegmentPlain(const SegmentLevels& levels, int n, SegmentSamples& out) {

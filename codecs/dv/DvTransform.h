@@ -24,12 +24,10 @@ void transformSegmentPlain(const SegmentLevels& levels, int n, SegmentSamples& o
 // more in damaged frames, whose values may be larger than any picture's.
 void transformSegment(const SegmentLevels& levels, int n, SegmentSamples& out);
 
-// What the two share. A step is by step row (0..43) and area of the scan; area 4 is the DC value, whose step
-// is 4. Values times step times weight give the coefficients of an orthonormal transform.
+// A step is by step row (0..43) and area of the scan; area 4 is the DC value, whose step is 4.
 inline constexpr int kDcArea = 4;
 [[nodiscard]] int stepOf(int stepRow, int area);
-// Area and inverse weight by transform (0: 8x8, 1: 2-4-8) and place in the block.
+// Area by transform (0: 8x8, 1: 2-4-8) and place in the block.
 [[nodiscard]] int areaOf(int fieldMode, int row, int column);
-[[nodiscard]] double inverseWeight(int fieldMode, int row, int column);
 
 } // namespace qv::dv

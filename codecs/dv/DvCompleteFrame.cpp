@@ -1,4 +1,4 @@
-#include "codecs/dv/DvPacks.h"
+#include "codecs/dv/DvCompleteFrame.h"
 
 #include <array>
 #include <cstring>
@@ -11,16 +11,22 @@ constexpr Pack kNoInformation = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
 void put(std::uint8_t* at, const Pack& pack) { std::memcpy(at, pack.data(), pack.size()); }
 
-std::uint8_t bcd(int value) { return static_cast<std::uint8_t>(value / 10 << 4 | value % 10); }
-
 // Six sync blocks of 8 bytes in each of the two subcode blocks: an ID and a pack.
-constexpr int kSyncBlocks = 12;
-std::uint8_t* syncBlock(std::uint8_t* sequence, int number) {
-    return sequence + (1 + static_cast<std::size_t>(number) / 6) * kDifBlockBytes + 3 +
-           static_cast<std::size_t>(number) % 6 * 8;
+void writeSubcode(std::uint8_t* sequence, bool secondHalf) {
+    constexpr Pack kTimeZero = {0x13, 0, 0, 0, 0};
+    for (std::size_t block = 0; block < 2; ++block) {
+        std::uint8_t* id = sequence + (1 + block) * kDifBlockBytes + 3;
+        std::memset(id, 0xFF, 77);
+        for (std::size_t i = 0; i < 6; ++i, id += 8) {
+            const std::size_t number = 6 * block + i;
+            // First-half flag, application 0 (7 in the last one: none), no absolute track number.
+            id[0] = static_cast<std::uint8_t>((secondHalf ? 0 : 0x80) | (number == 11 ? 0x7F : 0x0F));
+            id[1] = static_cast<std::uint8_t>(0xF0 | number);
+            // The last two of each block are for the recording's date and time.
+            if (i < 4) put(id + 3, kTimeZero);
+        }
+    }
 }
-// Sync blocks 4, 5, 10 and 11 are for the recording's date and time.
-bool isForRecordingDate(int number) { return number % 6 >= 4; }
 
 void completeVideoPacks(std::uint8_t* sequence, bool odd) {
     // Main places: the first two packs of the first block in odd sequences, packs 9 and 10 of the third one
@@ -51,37 +57,15 @@ void writeSilence(std::uint8_t* sequence, const FrameLayout& layout, bool odd) {
 
 } // namespace
 
-void writeTapeTime(std::uint8_t* dif, const FrameLayout& layout, const TapeTime& time) {
-    const Pack pack = {0x13, static_cast<std::uint8_t>(bcd(time.frames) | (time.dropFrame ? 0x40 : 0)),
-                       bcd(time.seconds), bcd(time.minutes), bcd(time.hours)};
-    for (int i = 0; i < layout.sequences; ++i) {
-        std::uint8_t* sequence = dif + static_cast<std::size_t>(i) * kDifSequenceBytes;
-        for (int number = 0; number < kSyncBlocks; ++number) {
-            if (!isForRecordingDate(number)) put(syncBlock(sequence, number) + 3, pack);
-        }
-    }
-}
-
 void completeFrame(std::uint8_t* dif, const FrameLayout& layout) {
     for (int i = 0; i < layout.sequences; ++i) {
         std::uint8_t* sequence = dif + static_cast<std::size_t>(i) * kDifSequenceBytes;
-        const bool secondHalf = i >= layout.sequences / 2;
         // The application of the track, of sound, video and subcode: consumer recording in all four.
         for (std::size_t at = 4; at < 8; ++at) sequence[at] &= 0xF8;
-        for (std::size_t block = 1; block <= 2; ++block) {
-            std::memset(sequence + block * kDifBlockBytes + 3, 0xFF, 77);
-        }
-        for (int number = 0; number < kSyncBlocks; ++number) {
-            // First-half flag, application 0 (7 in the last one: none), no absolute track number.
-            std::uint8_t* id = syncBlock(sequence, number);
-            id[0] = static_cast<std::uint8_t>((secondHalf ? 0 : 0x80) | (number == 11 ? 0x7F : 0x0F));
-            id[1] = static_cast<std::uint8_t>(0xF0 | number);
-            id[2] = 0xFF;
-        }
+        writeSubcode(sequence, i >= layout.sequences / 2);
         completeVideoPacks(sequence, i % 2);
         writeSilence(sequence, layout, i % 2);
     }
-    writeTapeTime(dif, layout, {});
 }
 
 } // namespace qv::dv
