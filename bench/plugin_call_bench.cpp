@@ -26,21 +26,21 @@ void wrapper(benchmark::State& state) {
     const Plugin plugin = firstPlugin(state);
     if (!plugin) return;
     char text[32];
-    for (auto round : state) benchmark::DoNotOptimize(plugin->GetSupportedExtention(0, text));
+    for (auto _ : state) benchmark::DoNotOptimize(plugin->GetSupportedExtention(0, text));
 }
 BENCHMARK(wrapper)->Name("plugins/call/present");
 
 void missing(benchmark::State& state) {
     const Plugin plugin = firstPlugin(state);
     if (!plugin) return;
-    for (auto round : state) benchmark::DoNotOptimize(plugin->SetDibSize(0, 0, 0));
+    for (auto _ : state) benchmark::DoNotOptimize(plugin->SetDibSize(0, 0, 0));
 }
 BENCHMARK(missing)->Name("plugins/call/missing");
 
 void lookupAlone(benchmark::State& state) {
     const Plugin plugin = firstPlugin(state);
     if (!plugin) return;
-    for (auto round : state) benchmark::DoNotOptimize(dlsym(plugin->module, "GetSupportedExtention"));
+    for (auto _ : state) benchmark::DoNotOptimize(dlsym(plugin->module, "GetSupportedExtention"));
 }
 BENCHMARK(lookupAlone)->Name("plugins/call/dlsym-alone");
 
@@ -50,7 +50,7 @@ void pointer(benchmark::State& state) {
     char text[32];
     const auto call =
         reinterpret_cast<unsigned (*)(unsigned, char*)>(dlsym(plugin->module, "GetSupportedExtention"));
-    for (auto round : state) benchmark::DoNotOptimize(call(0, text));
+    for (auto _ : state) benchmark::DoNotOptimize(call(0, text));
 }
 BENCHMARK(pointer)->Name("plugins/call/kept-pointer");
 
