@@ -4,6 +4,7 @@
 // tapes are made by the program ffmpeg: an easy one (a test card) and a hard one (a zoom into a fractal with
 // noise), interlaced, in both systems. One thread. Times are per frame.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -48,6 +49,7 @@ constexpr Tape kTapes[] = {{"ntsc-easy", false, false},
                            {"pal-easy", true, false},
                            {"pal-hard", true, true}};
 constexpr int kFrames = 8;
+std::size_t bytesOf(const Tape& tape) { return tape.pal ? 144000 : 120000; }
 
 const Frames& framesOf(const Tape& tape) {
     static std::map<std::string, Frames> made;
@@ -61,7 +63,7 @@ const Frames& framesOf(const Tape& tape) {
                                 " -c:v dvvideo -flags +ildct -pix_fmt " + (tape.pal ? "yuv420p" : "yuv411p") +
                                 " -f rawvideo -";
     FILE* pipe = popen(command.c_str(), "r");
-    std::vector<std::uint8_t> frame(tape.pal ? 144000 : 120000);
+    std::vector<std::uint8_t> frame(bytesOf(tape));
     while (pipe && fread(frame.data(), 1, frame.size(), pipe) == frame.size()) frames.push_back(frame);
     if (pipe) pclose(pipe);
     if (frames.size() != kFrames) {
@@ -71,8 +73,6 @@ const Frames& framesOf(const Tape& tape) {
     for (auto& one : frames) one.resize(one.size() + AV_INPUT_BUFFER_PADDING_SIZE); // libavcodec reads ahead
     return frames;
 }
-std::size_t bytesOf(const Tape& tape) { return tape.pal ? 144000 : 120000; }
-
 // Rows stand on whole vectors: libswscale writes past the end of the others, into the next row.
 int pitchOf(int width) { return (3 * width + 63) / 64 * 64; }
 
@@ -142,9 +142,9 @@ void libyuvToRgb(const AVFrame& frame, std::uint8_t* out) {
 
 // The picture that every way is judged by: libavcodec's planes turned to RGB in floating point, and the means of
 // r x r of its pixels.
-std::vector<std::uint8_t> expectedPicture(const std::uint8_t* dif, bool pal, Reduction reduction) {
+std::vector<std::uint8_t> expectedPicture(const std::uint8_t* dif, const Tape& tape, Reduction reduction) {
     Libav libav(0);
-    const AVFrame& frame = libav.decode(dif, pal ? 144000 : 120000);
+    const AVFrame& frame = libav.decode(dif, bytesOf(tape));
     const bool is420 = frame.format == AV_PIX_FMT_YUV420P;
     const int factor = is420 ? 2 : 4;
     std::vector<std::uint8_t> full(static_cast<std::size_t>(2160 * frame.height));
@@ -158,7 +158,7 @@ std::vector<std::uint8_t> expectedPicture(const std::uint8_t* dif, bool pal, Red
                       RgbRange::Full, &full[static_cast<std::size_t>(2160 * y)]);
     }
     const int r = static_cast<int>(reduction);
-    const PictureSize size = pictureSize(pal, reduction);
+    const PictureSize size = pictureSize(tape.pal, reduction);
     const int first = reduction == Reduction::Eighth ? 8 : 0; // one pixel is left out
     std::vector<std::uint8_t> out;
     for (int i = 0; i < 3 * size.width * size.height; ++i) {
@@ -238,7 +238,7 @@ void add(const std::string& name, const Tape& tape, Reduction reduction, const s
         const int pitch = pitchOf(size.width);
         std::vector<std::uint8_t> out(static_cast<std::size_t>(pitch * (size.height + 1)));
         work(frames[1].data(), out.data());
-        const auto expected = expectedPicture(frames[1].data(), tape.pal, reduction);
+        const auto expected = expectedPicture(frames[1].data(), tape, reduction);
         const Nearness found = check(name, out, pitch, size, expected, isRgb);
         state.counters["dB_luma"] = found.luma;
         state.counters["dB_RGB"] = found.rgb;
@@ -252,10 +252,7 @@ void add(const std::string& name, const Tape& tape, Reduction reduction, const s
 
 void addSize(const Tape& tape, Reduction reduction) {
     const PictureSize size = pictureSize(tape.pal, reduction);
-    const int lowres = reduction == Reduction::Full      ? 0
-                       : reduction == Reduction::Half    ? 1
-                       : reduction == Reduction::Quarter ? 2
-                                                         : 3;
+    const int lowres = std::countr_zero(static_cast<unsigned>(reduction));
     const std::string name =
         "dv/" + std::to_string(size.width) + "x" + std::to_string(size.height) + "/" + tape.name;
     const std::size_t difBytes = bytesOf(tape);

@@ -87,7 +87,7 @@ QV_MOVIE_EXPORT const void* GetVideo(QVSTREAM stream, int32_t frame, uint32_t fl
         const auto size = open.movie->size(reduction);
         if (size.width <= 0) return nullptr;
         const BITMAPINFOHEADER header = pictureHeader(size);
-        open.packed.resize(sizeof header + header.biSizeImage);
+        open.packed.resize(sizeof header + pictureBytes(size));
         std::memcpy(open.packed.data(), &header, sizeof header);
         const bool done = open.movie->decode(frame, reduction, open.packed.data() + sizeof header);
         return done ? open.packed.data() : nullptr;

@@ -30,7 +30,7 @@ public:
 
     virtual std::uint32_t param(QVFRAMEREQUEST& request, std::int32_t frame) = 0;
     virtual const void* pictureOfLastParam(std::int32_t frame, void* bits) = 0;
-    // Refused by modules that have no DV data: the export then answers 9.
+    // Modules without DV data answer 9 as if they lacked the export: the library then encodes a picture.
     virtual std::uint32_t dif(std::int32_t frame, void* dif, void* audio, std::int32_t* audioLength) = 0;
     virtual std::uint32_t audio(std::int32_t first, std::int32_t count, void* buffer,
                                 std::int32_t* length) = 0;

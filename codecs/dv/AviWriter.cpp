@@ -1,9 +1,7 @@
 #include "codecs/dv/AviWriter.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace qv {

@@ -1,7 +1,6 @@
 // From luma and colour samples (ITU-R BT.601) to RGB rows.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "codecs/dv/DvDecoder.h"
@@ -25,7 +24,7 @@ void rowToRgb(const SampleRow& row, PixelFormat format, RgbRange range, std::uin
 
 // Widens `count` colour samples, which lie at every second (factor 2) or fourth (factor 4) pixel, to
 // count * factor by straight lines between them; the last one is repeated. Plain and fast give the same
-// bytes. Room for kWideRow bytes is needed behind `out`.
+// bytes. `out` needs room for kWideRow bytes.
 inline constexpr int kWideRow = 1024;
 void widenColourPlain(const std::uint8_t* samples, int count, int factor, std::uint8_t* out);
 void widenColour(const std::uint8_t* samples, int count, int factor, std::uint8_t* out);

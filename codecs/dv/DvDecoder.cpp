@@ -3,7 +3,6 @@
 #include <array>
 #include <bit>
 #include <cstdlib>
-#include <cstring>
 
 #include "codecs/dv/DvEntropy.h"
 #include "codecs/dv/DvLowTransform.h"
@@ -119,8 +118,6 @@ DecodeStatus Decoder::State::read(std::span<const std::uint8_t> dif, Reduction r
 
 Decoder::Decoder() : state_(std::make_unique<State>()) {}
 Decoder::~Decoder() = default;
-Decoder::Decoder(Decoder&&) noexcept = default;
-Decoder& Decoder::operator=(Decoder&&) noexcept = default;
 
 void Decoder::forget() {
     for (Picture& picture : state_->pictures) picture.forget();

@@ -63,8 +63,6 @@ class Decoder {
 public:
     Decoder();
     ~Decoder();
-    Decoder(Decoder&&) noexcept;
-    Decoder& operator=(Decoder&&) noexcept;
 
     // Decodes the frame at the start of `dif`, which may be longer than the frame. The target must have room
     // for pictureSize() of the frame's own system: look with identifyFrame() first.

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <map>
 #include <random>
-#include <utility>
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,6 @@
 #include "qvlibs/platform/AviHeader.h"
 
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace qv {

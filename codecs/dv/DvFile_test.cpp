@@ -4,7 +4,6 @@
 #include "tests/support/TestSupport.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 
 using namespace qv;

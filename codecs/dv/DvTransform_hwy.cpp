@@ -3,10 +3,8 @@
 // weights.
 #include "codecs/dv/DvTransform.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 
 #include "codecs/dv/DvTables.h"
 

@@ -15,7 +15,7 @@ public:
     DvWriter& operator=(const DvWriter&) = delete;
 
     // What the sound handed to addDif() is: PCM of 16 bits, one or two channels. A rate of 0: it is not looked
-    // at. Refused behind the first frame.
+    // at. Refused after the first frame.
     [[nodiscard]] bool setSound(std::int32_t rate, std::int32_t channels, std::int32_t bits);
 
     // Appends a frame of dvFrameSize(). A dibType of 1, 2 or 3 is written into it as its shape; others leave

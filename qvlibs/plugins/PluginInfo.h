@@ -97,8 +97,9 @@ public:
 class QVLIBS_API CPluginEnumerator {
 public:
     virtual ~CPluginEnumerator() = default;
-    // The next module whose extension occurs in `pattern` (such as "*.vcp"), or null at the end. The caller
-    // owns it. On purpose the letter case counts: "A.VCP" is loaded, but never found as "*.vcp".
+    // The next module whose extension occurs in `pattern` (such as "*.vcp"; no extension occurs in all), or null
+    // at the end. The caller owns it. On purpose the letter case counts: "A.VCP" is loaded, but never found as
+    // "*.vcp".
     CPluginInfo* Next(const char* pattern);
 
 private:
@@ -120,7 +121,8 @@ QVLIBS_API int QVTLHasPlugInExport(HMODULE module, const char* name);
 // count driven below zero by unmatched shut-downs is kept: later start-ups count it up again without loading.
 QVLIBS_API void qvLoadPlugIns();
 QVLIBS_API void qvUnloadPlugIns();
-// Loads the modules of one pattern in one folder into the codec registry, whatever the count is.
+// Loads the modules of one pattern in one folder, given by its full path, into the codec registry, whatever the
+// count is.
 QVLIBS_API void qvLoadPlugIns2(const char* folder, const char* pattern);
 // One shut-down and one start-up: with no other start-up outstanding, modules that were added to or removed
 // from the folder become visible. Always 0.

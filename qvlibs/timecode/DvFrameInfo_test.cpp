@@ -12,15 +12,9 @@
 
 using qv::DvSystem;
 using qv::DvUnknown;
+using qv::test::makeFrame;
 
 namespace {
-
-std::vector<BYTE> made(const qv::test::TapeFrame& frame, unsigned seed = 1) {
-    std::mt19937 random(seed);
-    std::vector<BYTE> bytes;
-    qv::test::makeFrame(frame, random, bytes);
-    return bytes;
-}
 
 qv::test::TapeFrame sample() {
     qv::test::TapeFrame frame;
@@ -55,7 +49,7 @@ TEST(DvFrameInfo, EveryFieldComesBack) {
         frame.aspect = qv::DvAspect::Wide;
         frame.audio = {32000, 4, 12};
         frame.start = true;
-        const auto info = qv::readDvFrame(made(frame));
+        const auto info = qv::readDvFrame(makeFrame(frame));
         ASSERT_TRUE(info);
         EXPECT_EQ(info->system, system);
         EXPECT_EQ(info->blocks, system == DvSystem::Pal ? 1800 : 1500);
@@ -75,7 +69,7 @@ TEST(DvFrameInfo, CopiesOutvoteDamage) {
     auto frame = sample();
     frame.corruptPacks = 0.6;
     for (unsigned seed = 1; seed <= 50; ++seed) {
-        const auto info = qv::readDvFrame(made(frame, seed));
+        const auto info = qv::readDvFrame(makeFrame(frame, seed));
         EXPECT_EQ(*info->timecode.value, *frame.label);
         EXPECT_EQ(qv::dvClockSeconds(*info->date.value, *info->time.value), *frame.clock);
         EXPECT_LT(info->timecode.confidence, 0.7F);
@@ -87,13 +81,13 @@ TEST(DvFrameInfo, WhatIsNotKnownSaysWhy) {
     auto frame = sample();
     frame.clock.reset();
     frame.withoutLabel = true;
-    auto info = qv::readDvFrame(made(frame));
+    auto info = qv::readDvFrame(makeFrame(frame));
     EXPECT_EQ(info->timecode.unknown, DvUnknown::Absent);
     EXPECT_EQ(info->date.unknown, DvUnknown::Empty);
     EXPECT_EQ(info->time.unknown, DvUnknown::Empty);
 
     frame = sample();
-    auto bytes = made(frame);
+    auto bytes = makeFrame(frame);
     const auto everyLabel = [&](auto change) { // in every subcode place that holds one
         int copy = 0;
         for (size_t at = 80; at + 5 < bytes.size(); ++at) {
@@ -115,10 +109,10 @@ TEST(DvFrameInfo, WhatIsNotKnownSaysWhy) {
 TEST(DvFrameInfo, DamagedBlocksAreCounted) {
     auto frame = sample();
     frame.nullBlocks = -1;
-    auto info = qv::readDvFrame(made(frame));
+    auto info = qv::readDvFrame(makeFrame(frame));
     EXPECT_EQ(info->missing, 1500);
     EXPECT_EQ(text(*info), "");
-    auto bytes = made(sample());
+    auto bytes = makeFrame(sample());
     bytes[80 * 7 + 3] = 0xA5;  // a concealed picture block
     bytes[80 * 11 + 2] = 0x77; // one out of its place
     const BYTE lost16[] = {0x80, 0, 0x80, 0, 0x80, 0, 0x80, 0},
@@ -132,7 +126,7 @@ TEST(DvFrameInfo, DamagedBlocksAreCounted) {
 }
 
 TEST(DvFrameInfo, OnlyWholeFramesAreRead) {
-    const auto bytes = made(sample());
+    const auto bytes = makeFrame(sample());
     EXPECT_FALSE(qv::readDvFrame({}));
     EXPECT_FALSE(qv::readDvFrame(std::span(bytes).first(119999)));
     EXPECT_EQ(qv::dvSystemOf(bytes), DvSystem::Ntsc);

@@ -300,9 +300,14 @@ struct DvSceneFinder::State {
         const DvFrameInfo& info = frame.info;
         if (!now.counterBase || !now.clock || !now.aspect || !now.audio) {
             const Timeline ahead = timelineAhead();
-            if (!now.counterBase) now.counterBase = ahead.counterBase, now.dropFrame = ahead.dropFrame;
-            if (!now.clock && !now.isClockBlank)
-                now.clock = ahead.clock, now.isClockBlank = ahead.isClockBlank;
+            if (!now.counterBase) {
+                now.counterBase = ahead.counterBase;
+                now.dropFrame = ahead.dropFrame;
+            }
+            if (!now.clock && !now.isClockBlank) {
+                now.clock = ahead.clock;
+                now.isClockBlank = ahead.isClockBlank;
+            }
             if (!now.aspect) now.aspect = ahead.aspect;
             if (!now.audio) now.audio = ahead.audio;
         }

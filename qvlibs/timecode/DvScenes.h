@@ -79,7 +79,7 @@ public:
     DvSceneFinder& operator=(const DvSceneFinder&) = delete;
 
     void add(const DvFrameInfo& frame);
-    void finish(); // decides what is left; add nothing behind it
+    void finish(); // decides what is left; add nothing after it
 
 private:
     struct State;

@@ -7,27 +7,17 @@
 
 using qv::DvStamp;
 using qv::DvSystem;
-
-namespace {
-
-std::vector<BYTE> made(const qv::test::TapeFrame& frame) {
-    std::mt19937 random(1);
-    std::vector<BYTE> bytes;
-    qv::test::makeFrame(frame, random, bytes);
-    return bytes;
-}
-
-} // namespace
+using qv::test::makeFrame;
 
 TEST(DvStamp, AStampedFrameIsTheOneThatARecorderMakes) {
     for (const DvSystem system : {DvSystem::Ntsc, DvSystem::Pal}) {
         qv::test::TapeFrame frame;
         frame.system = system;
-        auto bytes = made(frame);
+        auto bytes = makeFrame(frame);
         frame.label = {23, 59, 48, 19, system == DvSystem::Ntsc};
         frame.clock = 951827696; // 2000-02-29 12:34:56
         frame.start = true;
-        const auto wanted = made(frame);
+        const auto wanted = makeFrame(frame);
         EXPECT_NE(bytes, wanted);
         DvStamp stamp;
         stamp.label = frame.label;
@@ -41,7 +31,7 @@ TEST(DvStamp, AStampedFrameIsTheOneThatARecorderMakes) {
 }
 
 TEST(DvStamp, DeckControlReadsItToo) {
-    auto bytes = made({});
+    auto bytes = makeFrame(qv::test::TapeFrame{});
     DvStamp stamp;
     stamp.label = {1, 2, 3, 4, false};
     stamp.recorded = {{2005, 12, 24}, {18, 30, 0}};
@@ -55,10 +45,10 @@ TEST(DvStamp, DeckControlReadsItToo) {
 }
 
 TEST(DvStamp, WhatNoPackCanHoldIsRefused) {
-    auto ntsc = made({});
+    auto ntsc = makeFrame(qv::test::TapeFrame{});
     qv::test::TapeFrame frame;
     frame.system = DvSystem::Pal;
-    auto pal = made(frame);
+    auto pal = makeFrame(frame);
     const auto refused = [](std::vector<BYTE>& bytes, const DvStamp& stamp) {
         const auto before = bytes;
         return !qv::stampDvFrame(bytes, stamp) && bytes == before;

@@ -146,6 +146,13 @@ void makeFrame(const TapeFrame& frame, std::mt19937& random, std::vector<BYTE>& 
     }
 }
 
+std::vector<BYTE> makeFrame(const TapeFrame& frame, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<BYTE> bytes;
+    makeFrame(frame, random, bytes);
+    return bytes;
+}
+
 namespace {
 
 // A camera with its tape. Time is kept in frames so that clock and counter never drift apart.

@@ -31,6 +31,7 @@ struct TapeFrame {
 
 // The frame's bytes.
 void makeFrame(const TapeFrame& frame, std::mt19937& random, std::vector<BYTE>& bytes);
+std::vector<BYTE> makeFrame(const TapeFrame& frame, unsigned seed = 1);
 
 struct TrueBreak {
     std::int64_t frame;
