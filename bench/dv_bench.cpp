@@ -131,7 +131,7 @@ void libyuvToRgb(const AVFrame& frame, std::uint8_t* out) {
     }
     static std::vector<std::uint8_t> doubled[2];
     for (int i = 0; i < 2; ++i) {
-        doubled[i].resize(static_cast<std::size_t>(360 * frame.height));
+        doubled[i].resize(static_cast<std::size_t>(frame.height) * 360);
         libyuv::ScalePlane(frame.data[i + 1], frame.linesize[i + 1], 180, frame.height, doubled[i].data(),
                            360, 360, frame.height, libyuv::kFilterNone);
     }
@@ -147,7 +147,7 @@ std::vector<std::uint8_t> expectedPicture(const std::uint8_t* dif, const Tape& t
     const AVFrame& frame = libav.decode(dif, bytesOf(tape));
     const bool is420 = frame.format == AV_PIX_FMT_YUV420P;
     const int factor = is420 ? 2 : 4;
-    std::vector<std::uint8_t> full(static_cast<std::size_t>(2160 * frame.height));
+    std::vector<std::uint8_t> full(static_cast<std::size_t>(frame.height) * 2160);
     for (int y = 0; y < frame.height; ++y) {
         const int line = is420 ? y / 4 * 2 + y % 2 : y; // lines of colour belong to fields
         std::uint8_t colour[2][kWideRow];
@@ -155,7 +155,7 @@ std::vector<std::uint8_t> expectedPicture(const std::uint8_t* dif, const Tape& t
             widenColourPlain(frame.data[i + 1] + line * frame.linesize[i + 1], 720 / factor, factor,
                              colour[i]);
         rowToRgbPlain({frame.data[0] + y * frame.linesize[0], colour[0], colour[1], 720}, PixelFormat::Bgr24,
-                      RgbRange::Full, &full[static_cast<std::size_t>(2160 * y)]);
+                      RgbRange::Full, &full[static_cast<std::size_t>(y) * 2160]);
     }
     const int r = static_cast<int>(reduction);
     const PictureSize size = pictureSize(tape.pal, reduction);

@@ -12,8 +12,6 @@ constexpr size_t kIndexHead = 24;
 constexpr size_t kSuperEntry = 16;
 constexpr size_t kSuperIndex = kIndexHead + kMaxSegments * kSuperEntry;
 constexpr size_t kHeaderSize = 10240; // headers and the space kept for the indexes of segments
-constexpr const char* kChunkIds[] = {"00dc", "01wb"};
-constexpr const char* kIndexIds[] = {"ix00", "ix01"};
 constexpr std::uint32_t kHasIndex = 0x10;
 constexpr std::uint32_t kInterleaved = 0x100;
 constexpr std::uint32_t kTrustKeyFrames = 0x800;
@@ -43,11 +41,12 @@ std::unique_ptr<AviWriter> AviWriter::create(const char* path, const AviFormat& 
 }
 
 AviWriter::AviWriter(int descriptor, const char* path, const AviFormat& format)
-    : descriptor_(descriptor), path_(path), format_(format), tracks_(format.sound ? 2 : 1) {}
-
-AviWriter::~AviWriter() {
-    if (descriptor_ >= 0 && !close()) failed_ = true;
+    : descriptor_(descriptor), path_(path), format_(format) {
+    tracks_.push_back({.chunkId = "00dc", .indexId = "ix00"});
+    if (format.sound) tracks_.push_back({.chunkId = "01wb", .indexId = "ix01"});
 }
+
+AviWriter::~AviWriter() { static_cast<void>(close()); }
 
 bool AviWriter::append(const void* bytes, size_t count) {
     if (!patch(end_, bytes, count)) return false;
@@ -129,7 +128,7 @@ void AviWriter::putStream(ByteWriter& out, size_t number) const {
     out.u16(kSuperEntry / 4);
     out.u16(0); // an index of indexes
     out.u32(static_cast<std::uint32_t>(track.finished.size()));
-    out.bytes(kChunkIds[number], 4);
+    out.bytes(track.chunkId, 4);
     out.zeros(12);
     for (const auto& entry : track.finished) {
         out.u64(entry.position);
@@ -210,25 +209,26 @@ bool AviWriter::add(std::span<const std::uint8_t> frame, std::span<const std::ui
         }
     }
     ByteWriter chunks;
-    const std::uint64_t before = end_;
+    std::vector<Entry> added;
     const std::span<const std::uint8_t> parts[] = {frame, sound};
     for (size_t i = 0; i < tracks_.size(); ++i) {
-        const size_t begun = beginChunk(chunks, kChunkIds[i]);
+        const size_t begun = beginChunk(chunks, tracks_[i].chunkId);
         const auto offset = static_cast<std::uint32_t>(end_ + begun - segmentAt_);
-        tracks_[i].entries.push_back({offset, static_cast<std::uint32_t>(parts[i].size())});
-        tracks_[i].length += i == 0 ? 1 : parts[i].size();
+        added.push_back({offset, static_cast<std::uint32_t>(parts[i].size())});
         chunks.bytes(parts[i].data(), parts[i].size());
         endChunk(chunks, begun);
     }
-    if (append(chunks.data().data(), chunks.size())) return true;
-    // Back to the last whole frame; what is there can still be finished.
-    failed_ = true;
-    cutTo(before);
-    for (size_t i = 0; i < tracks_.size(); ++i) {
-        tracks_[i].length -= i == 0 ? 1 : parts[i].size();
-        tracks_[i].entries.pop_back();
+    if (!append(chunks.data().data(), chunks.size())) {
+        // Back to the last whole frame; what is there can still be finished.
+        failed_ = true;
+        cutTo(end_);
+        return false;
     }
-    return false;
+    for (size_t i = 0; i < tracks_.size(); ++i) {
+        tracks_[i].entries.push_back(added[i]);
+        tracks_[i].length += i == 0 ? 1 : parts[i].size();
+    }
+    return true;
 }
 
 // The index of each stream in this segment, at the end of its movi list.
@@ -236,12 +236,12 @@ bool AviWriter::putIndexes() {
     for (size_t i = 0; i < tracks_.size(); ++i) {
         Track& track = tracks_[i];
         ByteWriter out;
-        const size_t begun = beginChunk(out, kIndexIds[i]);
+        const size_t begun = beginChunk(out, track.indexId);
         out.u16(2);
         out.u8(0);
         out.u8(1); // an index of chunks
         out.u32(static_cast<std::uint32_t>(track.entries.size()));
-        out.bytes(kChunkIds[i], 4);
+        out.bytes(track.chunkId, 4);
         out.u64(segmentAt_);
         out.u32(0);
         for (const auto& entry : track.entries) {
@@ -264,9 +264,9 @@ bool AviWriter::putOldIndex() {
     const size_t begun = beginChunk(out, "idx1");
     const auto moviWord = static_cast<std::uint32_t>(moviAt_ + 8 - segmentAt_);
     for (size_t n = 0; n < tracks_[0].entries.size(); ++n) {
-        for (size_t i = 0; i < tracks_.size(); ++i) {
-            const Entry& entry = tracks_[i].entries[n];
-            out.bytes(kChunkIds[i], 4);
+        for (const Track& track : tracks_) {
+            const Entry& entry = track.entries[n];
+            out.bytes(track.chunkId, 4);
             out.u32(kKeyFrame);
             out.u32(entry.offset - 8 - moviWord);
             out.u32(entry.size);

@@ -54,10 +54,12 @@ private:
     };
     // What is known of a stream; the first is the video.
     struct Track {
-        std::vector<Entry> entries;       // of this segment
-        std::vector<SuperEntry> finished; // indexes of the segments before
-        std::uint64_t length = 0;         // frames, or bytes of sound
-        std::uint64_t lengthBefore = 0;   // at the start of this segment
+        const char* chunkId;
+        const char* indexId;
+        std::vector<Entry> entries{};       // of this segment
+        std::vector<SuperEntry> finished{}; // indexes of the segments before
+        std::uint64_t length = 0;           // frames, or bytes of sound
+        std::uint64_t lengthBefore = 0;     // at the start of this segment
     };
 
     AviWriter(int descriptor, const char* path, const AviFormat& format);

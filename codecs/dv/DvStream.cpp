@@ -1,5 +1,7 @@
 #include "codecs/dv/DvStream.h"
 
+#include "qvlibs/media/DvAspect.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -16,19 +18,9 @@ constexpr size_t kControlPack = 453;
 constexpr size_t kTwoSequences = 24000;
 constexpr std::uint8_t kControlId = 0x61;
 constexpr std::uint8_t kInterlacedBit = 0x10;
-constexpr std::uint32_t kShownAs4To3 = 1, kShownAs16To9 = 2, kLetterboxed = 3; // picture types
-
-// Display mode and broadcast system to the picture type.
-constexpr struct {
-    std::uint8_t system, mode;
-    std::uint32_t dibType;
-} kAspects[] = {
-    {0, 0, kShownAs4To3}, {0, 1, kLetterboxed}, {0, 2, kShownAs16To9}, {1, 0, kShownAs4To3},
-    {1, 3, kLetterboxed}, {1, 5, kLetterboxed}, {1, 7, kShownAs16To9},
-};
 
 struct Display {
-    std::uint32_t dibType = kShownAs4To3;
+    DIB_TYPE dibType = DIB_TYPE_4_3;
     bool interlaced = true;
 };
 
@@ -39,9 +31,7 @@ Display readDisplay(const std::uint8_t* frame, bool pal) {
         const std::uint8_t* pack = frame + at;
         if (pack[0] != kControlId) continue;
         display.interlaced = pack[3] & kInterlacedBit;
-        for (const auto& row : kAspects) {
-            if (row.system == (pack[3] & 3) && row.mode == (pack[2] & 7)) display.dibType = row.dibType;
-        }
+        if (const DIB_TYPE shape = dvShapeOf(pack + 1)) display.dibType = shape;
         break;
     }
     return display;

@@ -28,20 +28,24 @@ constexpr struct {
     {1, 3, DIB_TYPE_LETTERBOX}, {1, 5, DIB_TYPE_LETTERBOX}, {1, 7, DIB_TYPE_16_9},
 };
 
-DWORD wordAt(const unsigned char* dif, size_t position) { return qv::ByteReader(dif + position, 4).u32(); }
+DWORD wordAt(const unsigned char* data) { return qv::ByteReader(data, 4).u32(); }
 
 } // namespace
 
-DIB_TYPE DEDVGetAspect(unsigned char* dif) {
-    QVTL_TRACE();
-    if (!dif || dif[kPackOfFifthSequence] != kSourceControlPack) return DIB_TYPE_AUTO;
-    const DWORD word = wordAt(dif, kPackOfFifthSequence + 1);
+DIB_TYPE qv::dvShapeOf(const unsigned char* data) {
+    const DWORD word = wordAt(data);
     for (const auto& shape : kShapes) {
         if (shape.system == (word >> kSystemShift & kSystemBits) &&
             shape.mode == (word >> kModeShift & kModeBits))
             return shape.type;
     }
     return DIB_TYPE_AUTO;
+}
+
+DIB_TYPE DEDVGetAspect(unsigned char* dif) {
+    QVTL_TRACE();
+    if (!dif || dif[kPackOfFifthSequence] != kSourceControlPack) return DIB_TYPE_AUTO;
+    return qv::dvShapeOf(dif + kPackOfFifthSequence + 1);
 }
 
 ULONG DEDVSetAspect(unsigned char* dif, DIB_TYPE type, int pal) {
@@ -57,7 +61,7 @@ ULONG DEDVSetAspect(unsigned char* dif, DIB_TYPE type, int pal) {
     // Bit 16 stays set in an NTSC frame on purpose, as it always was (DvAspect.NtscKeepsTheSystemBit), and one
     // word goes into all packs, whether or not the fifth sequence, where it comes from, has one.
     const DWORD word =
-        (wordAt(dif, kPackOfFifthSequence + 1) & ~DWORD{0x27F00}) | mode << kModeShift | (pal ? 0x10000 : 0);
+        (wordAt(dif + kPackOfFifthSequence + 1) & ~DWORD{0x27F00}) | mode << kModeShift | (pal ? 0x10000 : 0);
     for (int sequence = 0; sequence < (pal ? 12 : 10); ++sequence) {
         unsigned char* pack = dif + packPosition(sequence);
         if (pack[0] != kSourceControlPack) continue;

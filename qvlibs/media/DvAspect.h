@@ -12,3 +12,10 @@ QVLIBS_API DIB_TYPE DEDVGetAspect(unsigned char* dif);
 // Writes one of those three shapes into the packs of all 12 (`pal` set) or 10 sequences that have one. Their
 // other bits become those of the fifth sequence's. 0 done; 1, nothing changed, for null and other shapes.
 QVLIBS_API ULONG DEDVSetAspect(unsigned char* dif, DIB_TYPE type, int pal);
+
+namespace qv {
+
+// What the four bytes behind such a pack's identifier say.
+[[nodiscard]] QVLIBS_API DIB_TYPE dvShapeOf(const unsigned char* data);
+
+} // namespace qv

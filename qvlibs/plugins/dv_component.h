@@ -50,7 +50,8 @@ typedef struct QVDVCOMPONENTTABLE {
     void (*reserved[4])(void);
     int32_t (*openDecoder)(QVDVCOMPONENT*, uint32_t option);
     /* `bits` always points to the first byte of the picture's memory; a negative pitch means that the first
-     * row in memory is the bottom row of the picture. */
+     * row in memory is the bottom row of the picture. Blocks that the player marked as damaged may show what the
+     * frame decoded before at this size showed: open a decoder for each run of frames. */
     int32_t (*decode)(QVDVCOMPONENT*, const void* dif, void* bits, uint32_t option, const QVDVBLOCK* block);
     int32_t (*closeDecoder)(QVDVCOMPONENT*);
     int32_t (*openEncoder)(QVDVCOMPONENT*, uint32_t option);
