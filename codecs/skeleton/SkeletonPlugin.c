@@ -45,7 +45,7 @@ static int readHeader(FILE* file, Movie* movie) {
     movie->width = (int32_t)width;
     movie->height = (int32_t)height;
     movie->frames = (int32_t)frames;
-    return 1;
+    return fseeko(file, 0, SEEK_END) == 0 && ftello(file) >= HEADER + pictureBytes(movie) * frames;
 }
 
 static int readFrame(const Movie* movie, int32_t frame, void* bits) {

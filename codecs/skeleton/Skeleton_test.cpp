@@ -65,9 +65,10 @@ TEST(Skeleton, RefusesWhatIsNotAMovie) {
         std::string bytes;
         bool accepted;
     } rows[] = {
-        {"good.rawmovie", movie(), true},      {"name.raw", movie(), false},
-        {"empty.rawmovie", "", false},         {"short.rawmovie", movie().substr(0, 15), false},
-        {"nothing.rawmovie", movie(0), false}, {"huge.rawmovie", movie(3, 0x80000000u), false},
+        {"good.rawmovie", movie(), true},        {"name.raw", movie(), false},
+        {"empty.rawmovie", "", false},           {"short.rawmovie", movie().substr(0, 15), false},
+        {"nothing.rawmovie", movie(0), false},   {"huge.rawmovie", movie(3, 0x80000000u), false},
+        {"cut.rawmovie", movie(3, 2, 3), false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -48,6 +48,7 @@ const struct {
     {"Investigate", CALL(p.Investigate(path, &flag, &word)), 14, 9, "Investigate"},
     {"IsSupported", CALL(p.IsSupported(path, &flag)), 14, 9, ""},
     {"Decode", CALL(p.Decode(path)), 0, 0, ""},
+    {"DecodeAtLeast", CALL(p.DecodeAtLeast(path, 8, 4)), 0, 0, ""},
     {"GetStillImageInfo", CALL(p.GetStillImageInfo(path, &picture)), 14, 9, "GetStillImageInfo"},
     {"Encode", CALL(p.Encode(nullptr, path, -5, 6)), 14, 9, "Encode(0, -5, 6)"},
     {"OpenR", CALL(p.OpenR(path, 64)), 0, 0, "OpenR(64)"},

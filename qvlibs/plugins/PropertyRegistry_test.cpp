@@ -54,11 +54,16 @@ TEST(PropertyRegistry, CallsHaveTheirOwnFailures) {
     SYSTEMTIME time{};
     int word = 0;
     QVMAKERNOTESINK sink{};
+    char text[8];
     const auto all = [&](CPbPluginInfo& plugin) {
-        return std::vector<LONG>{
-            plugin.IsExifFile("/x", &word),          plugin.GetOrientation("/x", &word, &word, 0),
-            plugin.SetOrientation("/x", "/y", 1, 0), plugin.SetDateTimeOriginal("/x", time),
-            plugin.GetDateTimeOriginal("/x", &time), plugin.GetMakerNoteValue("/x", &sink)};
+        return std::vector<LONG>{plugin.IsExifFile("/x", &word),
+                                 plugin.GetOrientation("/x", &word, &word, 0),
+                                 plugin.SetOrientation("/x", "/y", 1, 0),
+                                 plugin.SetDateTimeOriginal("/x", time),
+                                 plugin.GetDateTimeOriginal("/x", &time),
+                                 plugin.GetMakerNoteValue("/x", &sink),
+                                 plugin.GetCamera("/x", text, sizeof text),
+                                 plugin.CopyProperties("/x", "/y", 1)};
     };
     EXPECT_THAT(all(without), testing::Each(QV_E_NOTSUPPORTED));
     EXPECT_THAT(all(nothing), testing::Each(QV_E_INVALIDARG));
