@@ -8,6 +8,7 @@
 #include "tests/support/ModuleFolder.h"
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
@@ -152,6 +153,22 @@ TEST(DvPlugin, TypeAndFieldsComeFromTheStream) {
         CAVIFile movie(put("shape.dv", frame).c_str());
         EXPECT_EQ(movie.GetDIBType(0), row.type);
     }
+}
+
+TEST(DvPlugin, AFirstFrameWithoutSoundDoesNotMakeAMovieSilent) {
+    QV_NEEDS_MEDIA(media);
+    restartWithModules({{"dv.vcp"}});
+    std::string frames = cameraFrames(media);
+    for (size_t block = 6; block < 1500; block += block % 150 == 134 ? 22 : 16)
+        frames[80 * block + 3] = '\xFF'; // packs
+    void* const movie = QVTLAVIFileOpen(put("late.dv", frames).c_str(), 0);
+    std::vector<unsigned char> sound(20000);
+    LONG length = 0;
+    EXPECT_EQ(QVTLAVIGetWaveData(movie, 0, 2, sound.data(), &length), 0u);
+    EXPECT_NEAR(length, 4 * 2136, 8);
+    EXPECT_EQ(std::count(sound.begin(), sound.begin() + 4000, 0), 4000);
+    EXPECT_NE(std::count(sound.begin() + 5000, sound.begin() + 8000, 0), 3000);
+    QVTLAVIFileClose(movie);
 }
 
 TEST(DvPlugin, ACutFileGivesItsWholeFramesOrIsRefused) {

@@ -8,6 +8,7 @@
 namespace qv {
 namespace {
 
+constexpr std::int32_t kFramesAsked = 10; // for their sound
 constexpr std::uint32_t kReductions[] = {8, 4, 2, 1};
 // Which columns the decoded picture shows: an eighth leaves out what lies outside the 704 active samples.
 constexpr std::uint32_t kAll720 = 1;
@@ -139,12 +140,13 @@ bool DvStream::audioFormat(WAVEFORMATEX& format) {
         format = *stream;
         return true;
     }
-    if (!looked_) {
-        looked_ = true;
-        const std::uint8_t* data = frameAt(0);
+    // A tape may begin with frames that say nothing of it.
+    for (std::int32_t i = 0; i < kFramesAsked && !looked_ && !inFrames_; ++i) {
+        const std::uint8_t* data = frameAt(i);
         const auto sound = data ? findDvSound(data, file_->isPal()) : std::nullopt;
         if (sound) inFrames_ = stereo16(sound->rate);
     }
+    looked_ = true;
     if (inFrames_) format = *inFrames_;
     return inFrames_.has_value();
 }
