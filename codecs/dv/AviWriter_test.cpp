@@ -151,11 +151,3 @@ TEST(AviWriter, AFullDiskLeavesAFileThatOpensOrNone) {
         }
     }
 }
-
-TEST(AviWriter, WithoutFramesNoFileStays) {
-    auto writer = AviWriter::create(target().c_str(), formatOf(false, 1u << 30));
-    ASSERT_TRUE(writer);
-    EXPECT_TRUE(writer->close());
-    EXPECT_FALSE(std::filesystem::exists(target()));
-    EXPECT_FALSE(AviWriter::create((home() / "no/such/folder.avi").c_str(), formatOf(false, 1u << 30)));
-}
