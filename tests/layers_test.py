@@ -31,7 +31,7 @@ for path in sorted((root / "qvlibs").rglob("*")):
 for folder, allowed in {"tools": ("qvlibs/", "tools/"), "codecs": ("qvlibs/plugins/", "qvlibs/framework/",
                         "qvlibs/platform/GlobalMemory.h", "qvlibs/platform/AviHeader.h", "qvlibs/util/Bytes.h", "qvlibs/util/AtomicFile.h", "qvlibs/image/MaxDecodeSize.h",
                         # The DV writer encodes through the bridge, so that a user's choice of component holds for it too.
-                        "qvlibs/media/DvBridge.h", "qvlibs/settings/ProfileCtrl.h", "qvlibs/timecode/DvStamp.h",
+                        "qvlibs/media/DvBridge.h", "qvlibs/media/DvAspect.h", "qvlibs/settings/ProfileCtrl.h", "qvlibs/timecode/DvStamp.h",
                         "codecs/")}.items():
     for path in sorted((root / folder).rglob("*")):
         if path.suffix not in {".h", ".cpp", ".c"} or path.name.endswith("_test.cpp"):
