@@ -1,22 +1,21 @@
 #include "codecs/dv/DvSound.h"
 
+#include "codecs/dv/DvLayout.h"
+
 #include <algorithm>
 #include <iterator>
 
 namespace qv {
 namespace {
 
-constexpr size_t kBlock = 80;       // bytes of a DIF block
-constexpr size_t kSequence = 12000; // bytes of a DIF sequence
-constexpr size_t kFirstSound = 6;   // block of the first sound block
-constexpr size_t kSoundStep = 16;   // blocks from one sound block to the next
-constexpr size_t kSoundBlocks = 9;  // in a sequence
-constexpr size_t kPack = 3;         // where the pack stands in a sound block
-constexpr size_t kSamplesAt = 8;    // where the samples begin in a sound block
+constexpr size_t kFirstSound = 6; // block of the first sound block
+constexpr size_t kSoundStep = 16; // blocks from one sound block to the next
+constexpr size_t kPack = 3;       // where the pack stands in a sound block
+constexpr size_t kSamplesAt = 8;  // where the samples begin in a sound block
 constexpr std::uint8_t kSourcePack = 0x50;
 
 constexpr size_t soundBlock(size_t sequence, size_t block) {
-    return sequence * kSequence + (kFirstSound + block * kSoundStep) * kBlock;
+    return sequence * dv::kDifSequenceBytes + (kFirstSound + block * kSoundStep) * dv::kDifBlockBytes;
 }
 
 constexpr size_t sequencesOf(bool pal) { return pal ? 12 : 10; }

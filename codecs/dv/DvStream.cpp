@@ -16,7 +16,6 @@ constexpr std::uint32_t kActive704 = 2;
 
 // The pack that tells how a frame is shown stands at the same place in every second sequence.
 constexpr size_t kControlPack = 453;
-constexpr size_t kTwoSequences = 24000;
 constexpr std::uint8_t kControlId = 0x61;
 constexpr std::uint8_t kInterlacedBit = 0x10;
 
@@ -28,7 +27,7 @@ struct Display {
 // Frames that do not tell, or tell what nobody laid down, are interlaced and shown as 4:3.
 Display readDisplay(const std::uint8_t* frame, bool pal) {
     Display display;
-    for (size_t at = kControlPack; at < dvFrameSize(pal); at += kTwoSequences) {
+    for (size_t at = kControlPack; at < dvFrameSize(pal); at += 2 * dv::kDifSequenceBytes) {
         const std::uint8_t* pack = frame + at;
         if (pack[0] != kControlId) continue;
         display.interlaced = pack[3] & kInterlacedBit;
