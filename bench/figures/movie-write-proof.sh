@@ -60,7 +60,7 @@ same "long movie of $(stat -c %s long.avi) bytes, frames by ffprobe" "$(frames_b
 same "long movie, OpenDML by mediainfo" "$(mediainfo --Output="General;%Format_Profile%,%Format%" long.avi)" "OpenDML,AVI"
 same "long movie, frames by mediainfo" "$(mediainfo --Output="Video;%FrameCount%" long.avi)" $wanted
 same "long movie, frames by qv info" \
-  "$("$qv" info --json long.avi | python3 -c 'import json,sys; m=json.load(sys.stdin); m=m[0] if isinstance(m,list) else m; print(m["frames"])')" $wanted
+  "$("$qv" info --json long.avi | python3 -c 'import json,sys; print(json.load(sys.stdin)[0]["frames"])')" $wanted
 # Each frame carries its number as its label, so frames in a wrong place would show.
 same "long movie, running labels by ffmpeg's reading of the frames" "$(ffmpeg -nostdin -v error -i long.avi -map 0:v -c copy -f rawvideo - |
   "$qv" dvlog - --json | python3 -c '

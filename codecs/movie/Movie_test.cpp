@@ -147,6 +147,30 @@ TEST(Movie, AFrameReachedByJumpingIsTheFrameReachedByCounting) {
     }
 }
 
+TEST(Movie, DvFramesComeAsTheyStandInTheFileInAnyOrder) {
+    QV_NEEDS_PROGRAM("ffmpeg");
+    restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});
+    constexpr size_t kFrame = 120000;
+    const std::string tape = home() / "tape.dv";
+    make(tape,
+         {"-f", "lavfi", "-i", "testsrc2=s=720x480:r=30000/1001", "-frames:v", "12", "-pix_fmt", "yuv411p"});
+    const std::string frames = qv::test::readFile(tape);
+    for (const char* kind : {"mov", "mkv", "mxf"}) {
+        const std::string path = home() / (std::string("tape.") + kind);
+        make(path, {"-i", tape, "-c", "copy"});
+        const Movie movie(path);
+        ASSERT_TRUE(movie.handle) << kind;
+        std::string dif(kFrame, '\0');
+        auto* const out = reinterpret_cast<unsigned char*>(dif.data());
+        for (const LONG number : {7, 8, 2, 0, 11, 10}) {
+            EXPECT_EQ(QVTLAVIGetCompressedStream(movie.handle, number, out), 0u) << kind << number;
+            EXPECT_TRUE(dif == frames.substr(static_cast<size_t>(number) * kFrame, kFrame)) << kind << number;
+        }
+        for (const LONG number : {12, -1})
+            EXPECT_EQ(QVTLAVIGetCompressedStream(movie.handle, number, out), 1u);
+    }
+}
+
 TEST(Movie, AFileCutWhileItIsOpenGivesNoPictureOrTheRightOne) {
     QV_NEEDS_PROGRAM("ffmpeg");
     restartWithModules({{"movie.vcp"}, {"movie.backend.so"}});

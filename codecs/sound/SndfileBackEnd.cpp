@@ -84,8 +84,8 @@ private:
         if (sf_command(file_.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(),
                        channels * static_cast<int>(sizeof(int))) != SF_TRUE)
             return usualSpeakers(channels);
-        std::vector<Speaker> speakers;
-        for (const int place : map) speakers.push_back(speakerOf(place));
+        std::vector<Speaker> speakers(map.size());
+        std::transform(map.begin(), map.end(), speakers.begin(), speakerOf);
         return speakers;
     }
 

@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cmath>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -276,17 +275,10 @@ TEST(Title, OnlyTitlesAreTaken) {
 
 TEST(Title, RealFilesAgreeWithAnotherReader) {
     QV_NEEDS_MEDIA(media);
-    std::ifstream table(media / "titles/expected_events.tsv");
-    std::string line;
-    std::getline(table, line);
     std::map<std::string, std::vector<Event>> expected;
-    while (std::getline(table, line)) {
-        std::istringstream in(line);
-        std::string file, number, start, end, text;
-        std::getline(in, file, '\t') && std::getline(in, number, '\t') && std::getline(in, start, '\t') &&
-            std::getline(in, end, '\t') && std::getline(in, text);
-        expected[file].push_back({std::stoll(start), std::stoll(end), text});
-    }
+    const auto rows = qv::test::readTable(media / "titles/expected_events.tsv");
+    for (size_t i = 1; i < rows.size(); ++i) // file, number, start, end, text
+        expected[rows[i][0]].push_back({std::stoll(rows[i][2]), std::stoll(rows[i][3]), rows[i][4]});
     int files = 0;
     for (const auto& [file, wanted] : expected) {
         // Times before zero, and events that end when they start, are read in several ways.

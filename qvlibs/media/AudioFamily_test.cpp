@@ -40,8 +40,11 @@ void conversionsOf(bool pal) {
         LONG palFrames, ntscFrames;
     } rows[] = {{480000, 48000, 250, 300}, // 299.7 rounded
                 {441000, 44100, 250, 300}, // the file's own rate counts
-                {959, 48000, 0, 1},        {960, 48000, 1, 1},
-                {9, 48000, 0, 0},          {480000, 0, 0, 0}}; // no rate, no length
+                {959, 48000, 0, 1},
+                {960, 48000, 1, 1},
+                {9, 48000, 0, 0},
+                {480000, 0, 0, 0},                     // no rate, no length
+                {INT32_MAX, 1, INT32_MAX, INT32_MAX}}; // more than can be said
     for (const auto& row : rows) {
         const fs::path path = script("GetTotalSamples=" + std::to_string(row.samples) +
                                      "\nGetAudioFormat.rate=" + std::to_string(row.rate) + "\n");

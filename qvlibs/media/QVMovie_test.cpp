@@ -80,6 +80,8 @@ TEST(QVMovie, AFrameThatCannotBeReadIsTheNextOne) {
     BITMAPINFOHEADER header = *static_cast<BITMAPINFOHEADER*>(movie);
     EXPECT_EQ(broken.ResizeFilter(3, &header, bits.data(), DIB_TYPE_SQUARE), static_cast<ULONG>(QV_E_FAIL));
     EXPECT_EQ(movie.ResizeFilter(5, &header, bits.data(), DIB_TYPE_SQUARE), 0u);
+    CAVIFile large(movieFile(20000, 20000, "MJPG").c_str(), 1); // above the limit for pictures
+    EXPECT_EQ(large.ResizeFilter(3, &header, bits.data(), DIB_TYPE_SQUARE), static_cast<ULONG>(QV_E_FAIL));
 }
 
 TEST(QVMovie, CompressionRateIsTheAverage) {
