@@ -51,7 +51,7 @@ struct AviHeader {
 
     // The first stream of a type, or -1.
     int find(DWORD type) const;
-    // Length of a stream in units: the larger of its header's and, for video, the OpenDML count.
+    // Length of a stream in units: the larger of its header's and, for all but sound, the OpenDML count.
     DWORD length(int stream) const;
 
     // Where the lists of chunks lie, one for each segment, and the old index; sizes are cut to the file.

@@ -1,6 +1,7 @@
 // Copying and moving elements between storages, through the interfaces: the target may be of any kind.
 #include "qvlibs/platform/CompoundNames.h"
 #include "qvlibs/platform/CompoundObjects.h"
+#include "qvlibs/platform/Held.h"
 
 #include <algorithm>
 
@@ -8,24 +9,6 @@ namespace qv::compound {
 namespace {
 
 constexpr int kDeepestStorage = 500; // a guard for the stack
-
-// Releases what it holds.
-template <class Object>
-class Held {
-public:
-    Held() = default;
-    ~Held() {
-        if (object_) object_->Release();
-    }
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    Object** operator&() { return &object_; }
-    Object* operator->() const { return object_; }
-    Object* get() const { return object_; }
-
-private:
-    Object* object_ = nullptr;
-};
 
 bool isExcluded(const CString& name, SNB exclude) {
     std::u16string own, other;
@@ -56,22 +39,24 @@ HRESULT openOrCreate(IStorage* target, const char* name, IStorage** storage) {
 HRESULT StorageObject::copyElement(const STATSTG& element, const char* newName, IStorage* target) {
     if (element.type == STGTY_STREAM) {
         Held<IStream> from, to;
-        QV_STG_TRY(OpenStream(element.pwcsName, nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0, &from));
-        QV_STG_TRY(target->CreateStream(newName, STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &to));
+        QV_STG_TRY(OpenStream(element.pwcsName, nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0, from.out()));
+        QV_STG_TRY(
+            target->CreateStream(newName, STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, to.out()));
         std::uint64_t copied = 0;
         QV_STG_TRY(to->SetSize(element.cbSize));
         QV_STG_TRY(from->CopyTo(to.get(), element.cbSize, nullptr, &copied));
         return copied == element.cbSize ? S_OK : STG_E_DOCFILECORRUPT;
     }
     Held<IStorage> from, to;
-    QV_STG_TRY(OpenStorage(element.pwcsName, nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0, &from));
-    QV_STG_TRY(openOrCreate(target, newName, &to));
+    QV_STG_TRY(
+        OpenStorage(element.pwcsName, nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0, from.out()));
+    QV_STG_TRY(openOrCreate(target, newName, to.out()));
     return from->CopyTo(0, nullptr, nullptr, to.get());
 }
 
 HRESULT StorageObject::copyElements(SNB exclude, IStorage* target) {
     Held<IEnumSTATSTG> elements;
-    QV_STG_TRY(EnumElements(0, nullptr, 0, &elements));
+    QV_STG_TRY(EnumElements(0, nullptr, 0, elements.out()));
     STATSTG element;
     while (elements->Next(1, &element, nullptr) == S_OK) {
         if (!isExcluded(element.pwcsName, exclude))

@@ -13,7 +13,6 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace qv::test;
@@ -58,19 +57,6 @@ extern "C" int ftruncate64(int file, off_t length) noexcept {
 
 namespace {
 
-// The exit code of a child that runs a step.
-template <class Step>
-int inChild(Step step) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        step();
-        _exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
 // Makes one change to a file of these bytes again and again, stopped one write later each time, until it gets
 // through.
 void stopEverywhere(const std::string& path, const std::string& whole, const Change& change,
@@ -81,7 +67,7 @@ void stopEverywhere(const std::string& path, const std::string& whole, const Cha
             cutLastWrite = cut;
             writesLeft = writes;
             const Storage root = openFile(path, mode);
-            if (apply(change, root.get()) < 0 || root->Commit(STGC_DEFAULT) < 0) _exit(1);
+            return apply(change, root.get()) < 0 || root->Commit(STGC_DEFAULT) < 0 ? 1 : 0;
         });
         ASSERT_TRUE(code == 0 || code == kStopped) << code;
         ASSERT_EQ(problemsOf(path), "") << "stopped at write " << writes;
@@ -131,20 +117,15 @@ TEST(CompoundCrash, OldOrNewAfterKills) {
         const unsigned seed = 5000 + static_cast<unsigned>(kill);
         { const Storage root = createFile(crashPath(), kill % 2 ? 512 : 4096); }
         *done = 0;
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const pid_t child = startChild([&] {
             Model model(seed);
             Storage root = openFile(crashPath());
-            for (;;) {
-                if (apply(model.next(), root.get()) < 0) _exit(1);
-                *done = *done + 1;
-            }
-        }
+            while (apply(model.next(), root.get()) >= 0) *done = *done + 1;
+            return 1;
+        });
         ::usleep(static_cast<useconds_t>(random() % 20000));
         ::kill(child, SIGKILL);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFSIGNALED(status)) << status;
+        ASSERT_EQ(endOf(child), 128 + SIGKILL);
         Model model(seed);
         for (int i = 0; i < *done; ++i) model.next();
         const Content before = model.content;

@@ -1,41 +1,16 @@
-// For tests of structured storage: objects that release themselves, and trees of names and content.
+// For tests of structured storage: trees of names and content.
 #pragma once
 
+#include "qvlibs/platform/Held.h"
 #include "qvlibs/platform/Storage.h"
 
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
-#include <utility>
 
 namespace qv::test {
 
-// Releases what it holds.
-template <class Object>
-class Held {
-public:
-    Held() = default;
-    ~Held() { reset(); }
-    Held(Held&& other) noexcept : object_(other.object_) { other.object_ = nullptr; }
-    Held& operator=(Held&& other) noexcept {
-        std::swap(object_, other.object_);
-        return *this;
-    }
-    Object** out() {
-        reset();
-        return &object_;
-    }
-    Object* operator->() const { return object_; }
-    Object* get() const { return object_; }
-    void reset() {
-        if (object_) object_->Release();
-        object_ = nullptr;
-    }
-
-private:
-    Object* object_ = nullptr;
-};
+using qv::Held;
 using Storage = Held<IStorage>;
 using Stream = Held<IStream>;
 

@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::optional<std::string> value(std::string_view section, std::string_view key) const;
 
     // False when a name or the value cannot stand in such a file (line breaks, a "]" in a section, an "=" in
-    // a key, an empty name); nothing has changed then.
+    // a key, a name that is empty, has blanks around it or starts with "[" or ";"); nothing has changed then.
     [[nodiscard]] bool set(std::string_view section, std::string_view key, std::string_view value);
     void removeKey(std::string_view section, std::string_view key);
     void removeSection(std::string_view section);

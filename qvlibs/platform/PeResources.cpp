@@ -4,6 +4,7 @@
 #include "qvlibs/util/Bytes.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -57,6 +58,8 @@ struct PeResources::Walk {
 };
 
 std::unique_ptr<PeResources> PeResources::load(const char* path) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) return nullptr; // a pipe could be waited for
     std::ifstream in(path, std::ios::binary | std::ios::ate);
     const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
     if (size <= 0 || static_cast<std::uint64_t>(size) > kLargestFile) return nullptr;

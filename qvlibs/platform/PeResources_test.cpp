@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using qv::PeResources;
 
 namespace {
@@ -59,4 +61,7 @@ TEST(PeResources, LoadedModulesAreKnownByTheirHandleUntilFreed) {
     EXPECT_FALSE(qv::moduleData(handle));
     qv::freeModuleData(handle);
     EXPECT_FALSE(qv::loadModuleData("/no/such.dll"));
+    const auto pipe = qv::test::home() / "pipe.dll";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_FALSE(qv::loadModuleData(pipe.c_str()));
 }

@@ -1,6 +1,7 @@
 #include "qvlibs/platform/Registry.h"
 
 #include "qvlibs/framework/Strings.h"
+#include "qvlibs/platform/RegistryFile.h"
 #include "qvlibs/platform/RegistryStore.h"
 #include "qvlibs/platform/UserFolders.h"
 
@@ -91,11 +92,7 @@ public:
         finish();
         return code;
     }
-    [[nodiscard]] std::string text(int column) const {
-        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_blob(statement_, column));
-        const auto size = static_cast<size_t>(sqlite3_column_bytes(statement_, column));
-        return bytes ? std::string(bytes, size) : std::string();
-    }
+    [[nodiscard]] std::string text(int column) const { return columnText(statement_, column); }
 
 private:
     void finish() {

@@ -74,9 +74,9 @@ QVLIBS_API Result removeValue(HKEY root, std::string_view path, std::string_view
 [[nodiscard]] QVLIBS_API std::vector<std::string> subKeys(HKEY root, std::string_view path);
 [[nodiscard]] QVLIBS_API std::vector<NamedValue> values(HKEY root, std::string_view path);
 
-// While it lives, what this thread reads is the registry at one moment, and what it writes takes effect as
-// a whole at commit(), or not at all. Other threads of the process wait; other processes wait with writing.
-// One inside another belongs to the outer one. A fork ends it without effect.
+// While it lives, what this thread reads is the registry at one moment. What it writes takes effect as a whole at
+// commit(), or not at all; a reading one refuses to write. Other threads of the process wait; other processes wait with
+// writing. One inside another belongs to the outer one. A fork ends it without effect.
 class QVLIBS_API Transaction {
 public:
     enum Kind : int { Reading, Writing };

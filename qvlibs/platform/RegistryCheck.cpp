@@ -22,12 +22,6 @@ struct CloseDatabase {
 };
 using Database = std::unique_ptr<sqlite3, CloseDatabase>;
 
-std::string textOf(sqlite3_stmt* row, int column) {
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
-    const auto size = static_cast<size_t>(sqlite3_column_bytes(row, column));
-    return bytes ? std::string(bytes, size) : std::string();
-}
-
 // Calls `take` with each row; the code of the end.
 int eachRow(sqlite3* db, const char* query, const std::function<void(sqlite3_stmt*)>& take,
             sqlite3_int64 argument = 0) {
@@ -65,18 +59,19 @@ void checkRows(sqlite3* db, StoreCheck& check) {
         if (check.problems.size() < kMostProblems) check.problems.push_back(problem);
     };
     const int code = eachRow(db, "PRAGMA integrity_check(20)", [&](sqlite3_stmt* row) {
-        if (const auto line = textOf(row, 0); line != "ok") add(line);
+        if (const auto line = columnText(row, 0); line != "ok") add(line);
     });
     if (code != SQLITE_DONE) add(sqlite3_errstr(code));
     for (const Rule& rule : kRules) {
         const int end = eachRow(db, rule.query, [&](sqlite3_stmt* row) {
-            add(std::string(rule.what).append(": ").append(textOf(row, 0)));
+            add(std::string(rule.what).append(": ").append(columnText(row, 0)));
         });
         if (end != SQLITE_DONE && check.problems.empty()) add(sqlite3_errstr(end));
     }
     check.keys = countOf(db, "SELECT count(*) FROM keys");
     check.values = countOf(db, "SELECT count(*) FROM vals");
-    eachRow(db, "PRAGMA journal_mode", [&](sqlite3_stmt* row) { check.logged = textOf(row, 0) == "wal"; });
+    eachRow(db, "PRAGMA journal_mode",
+            [&](sqlite3_stmt* row) { check.logged = columnText(row, 0) == "wal"; });
 }
 
 std::vector<std::string> damagedStores(const std::string& path) {
@@ -105,15 +100,15 @@ std::vector<Found> readWhatIsThere(sqlite3* db) {
         Found key;
         const auto takeKey = [&](sqlite3_stmt* row) {
             key.hive = sqlite3_column_int(row, 0);
-            key.path = textOf(row, 1);
+            key.path = columnText(row, 1);
         };
         eachRow(db, "SELECT hive, path FROM keys WHERE id = ?1", takeKey, id);
         if (key.hive != 1 && key.hive != 2) continue;
         const auto takeValue = [&](sqlite3_stmt* row) {
             key.values.push_back(
-                {textOf(row, 0), {static_cast<Type>(sqlite3_column_int(row, 1)), textOf(row, 2)}});
+                {columnText(row, 0), {static_cast<Type>(sqlite3_column_int(row, 1)), columnText(row, 2)}});
         };
-        eachRow(db, "SELECT name, type, data FROM vals WHERE key = ?1", takeValue, id);
+        eachRow(db, "SELECT name, type, data FROM vals WHERE key = ?1 AND type IN (1, 3, 4)", takeValue, id);
         all.push_back(std::move(key));
     }
     return all;
@@ -133,8 +128,8 @@ StoreCheck checkStore() {
     }
     sqlite3* raw = nullptr;
     int version = 0;
-    int code = openStoreFile(path, false, &raw, &version);
-    if (code != SQLITE_OK && canBeOpenedAsImmutable(path)) code = openStoreFile(path, true, &raw, &version);
+    bool immutable = false;
+    const int code = openStoreFile(path, &raw, &version, &immutable);
     const Database db(raw);
     if (code != SQLITE_OK) {
         check.state = isDamage(code) ? StoreState::Damaged : StoreState::Unreadable;

@@ -75,30 +75,6 @@ bool isNetwork(const std::string& folder) {
     return false;
 }
 
-bool canBeWritten(const std::string& path, std::string& image, unsigned char logging) {
-    image[kWriteVersion] = image[kReadVersion] = static_cast<char>(logging);
-    stampPages(image);
-    if (!writeWhole(path, image)) return false;
-    sqlite3* db = nullptr;
-    int version = 0;
-    // A log that can only be read opens well: what counts is that a write can begin.
-    const bool opened = openStoreFile(path, false, &db, &version) == SQLITE_OK &&
-                        sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
-    sqlite3_close(db);
-    return opened;
-}
-
-std::string freeName(const std::string& path) {
-    const time_t now = time(nullptr);
-    struct tm local = {};
-    localtime_r(&now, &local);
-    char stamp[32];
-    strftime(stamp, sizeof stamp, ".damaged-%Y%m%d-%H%M%S", &local);
-    std::string name = path + stamp;
-    for (int number = 2; exists(name); ++number) name = path + stamp + "-" + std::to_string(number);
-    return name;
-}
-
 std::string asImmutable(const std::string& path) {
     std::string uri = "file:";
     for (const char c : path) {
@@ -122,27 +98,7 @@ int readVersion(sqlite3* db, int* version) {
     return code != SQLITE_OK ? code : end;
 }
 
-} // namespace
-
-bool createStoreFile(const std::string& path) {
-    const std::string folder = folderOf(path);
-    if (!makeFolders(folder, true)) return false;
-    const FolderLock lock(folder);
-    if (exists(path)) return true;
-    // One fixed name, used under the lock: what a killed process leaves is overwritten by the next.
-    const std::string made = path + ".new";
-    std::string image = emptyStore();
-    if (image.empty()) return false;
-    const bool good =
-        (!isNetwork(folder) && canBeWritten(made, image, kWriteAheadLog)) || canBeWritten(made, image, 1);
-    // A log beside the new file would be taken for its own.
-    for (const char* log : kLogs) unlink((path + log).c_str());
-    if (good && rename(made.c_str(), path.c_str()) == 0) return true;
-    unlink(made.c_str());
-    return false;
-}
-
-int openStoreFile(const std::string& path, bool immutable, sqlite3** db, int* version) {
+int openAs(const std::string& path, bool immutable, sqlite3** db, int* version) {
     const std::string name = immutable ? asImmutable(path) : path;
     const int flags = (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE) |
                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
@@ -163,6 +119,64 @@ bool canBeOpenedAsImmutable(const std::string& path) {
     struct stat log;
     const bool logged = stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
     return !logged && access(folderOf(path).c_str(), W_OK) != 0 && access(path.c_str(), R_OK) == 0;
+}
+
+bool canBeWritten(const std::string& path, std::string& image, unsigned char logging) {
+    image[kWriteVersion] = image[kReadVersion] = static_cast<char>(logging);
+    stampPages(image);
+    if (!writeWhole(path, image)) return false;
+    sqlite3* db = nullptr;
+    int version = 0;
+    // A log that can only be read opens well: what counts is that a write can begin.
+    const bool opened = openAs(path, false, &db, &version) == SQLITE_OK &&
+                        sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(db);
+    return opened;
+}
+
+std::string freeName(const std::string& path) {
+    const time_t now = time(nullptr);
+    struct tm local = {};
+    localtime_r(&now, &local);
+    char stamp[32];
+    strftime(stamp, sizeof stamp, ".damaged-%Y%m%d-%H%M%S", &local);
+    std::string name = path + stamp;
+    for (int number = 2; exists(name); ++number) name = path + stamp + "-" + std::to_string(number);
+    return name;
+}
+
+} // namespace
+
+bool createStoreFile(const std::string& path) {
+    const std::string folder = folderOf(path);
+    if (!makeFolders(folder, true)) return false;
+    const FolderLock lock(folder);
+    if (exists(path)) return true;
+    // One fixed name, used under the lock: what a killed process leaves is overwritten by the next.
+    const std::string made = path + ".new";
+    std::string image = emptyStore();
+    if (image.empty()) return false;
+    const bool good =
+        (!isNetwork(folder) && canBeWritten(made, image, kWriteAheadLog)) || canBeWritten(made, image, 1);
+    // A log beside the new file would be taken for its own.
+    for (const char* log : kLogs) unlink((path + log).c_str());
+    if (good && rename(made.c_str(), path.c_str()) == 0) return true;
+    unlink(made.c_str());
+    return false;
+}
+
+int openStoreFile(const std::string& path, sqlite3** db, int* version, bool* immutable) {
+    *immutable = false;
+    const int code = openAs(path, false, db, version);
+    if (code == SQLITE_OK || isDamage(code) || !canBeOpenedAsImmutable(path)) return code;
+    *immutable = true;
+    return openAs(path, true, db, version);
+}
+
+std::string columnText(sqlite3_stmt* row, int column) {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
+    const auto size = static_cast<size_t>(sqlite3_column_bytes(row, column));
+    return bytes ? std::string(bytes, size) : std::string();
 }
 
 std::optional<std::string> setStoreFileAside(const std::string& path, const struct stat& damaged) {

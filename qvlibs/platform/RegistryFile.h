@@ -21,11 +21,12 @@ constexpr int kStoreVersion = 1; // the file's user_version
 [[nodiscard]] bool createStoreFile(const std::string& path);
 
 // Opens the store and reads its header. SQLITE_OK, or the code with `*db` null; a file without our tables
-// counts as SQLITE_NOTADB. `immutable`: as a file that nobody writes, without locks and log.
-[[nodiscard]] int openStoreFile(const std::string& path, bool immutable, sqlite3** db, int* version);
-// Whether all of the store is in its one file, and the folder is not writable, so that its log cannot be
-// opened.
-[[nodiscard]] bool canBeOpenedAsImmutable(const std::string& path);
+// counts as SQLITE_NOTADB. `*immutable` says that it was opened as a file that nobody writes, without locks and log:
+// where its folder is not writable, so that its log cannot be opened, and all of the store is in its one file.
+[[nodiscard]] int openStoreFile(const std::string& path, sqlite3** db, int* version, bool* immutable);
+
+// The bytes of a row's column.
+[[nodiscard]] std::string columnText(sqlite3_stmt* row, int column);
 
 // Renames the store and its log, when it is still the file `damaged`: the new name, "" when it cannot be
 // renamed, nothing when another file has the name by now.

@@ -129,13 +129,8 @@ bool Store::ready(bool create) {
 
 int Store::openFile() {
     if (stat(path_.c_str(), &file_) != 0) return SQLITE_SCHEMA;
-    immutable_ = false;
     int version = 0;
-    int code = openStoreFile(path_, false, &db_, &version);
-    if (code != SQLITE_OK && !isDamage(code) && canBeOpenedAsImmutable(path_)) {
-        immutable_ = true;
-        code = openStoreFile(path_, true, &db_, &version);
-    }
+    const int code = openStoreFile(path_, &db_, &version, &immutable_);
     if (code != SQLITE_OK) {
         if (!isDamage(code))
             report("The settings store " + path_ + " cannot be opened: " + sqlite3_errstr(code));
@@ -182,6 +177,7 @@ bool Store::failedBadly(int code, int attempt) {
 
 int Store::write(const std::function<int()>& work) {
     const std::lock_guard guard(mutex_);
+    if (depth_ > 0 && !writing_) return SQLITE_READONLY;
     for (int attempt = 0;; ++attempt) {
         if (!ready(true)) return SQLITE_CANTOPEN;
         const int code = work();
@@ -195,7 +191,7 @@ int Store::write(const std::function<int()>& work) {
 
 void Store::refuseWrite() {
     const std::lock_guard guard(mutex_);
-    broken_ = true;
+    broken_ = broken_ || writing_;
 }
 
 int Store::prepare(Query query, sqlite3_stmt*& statement) {
@@ -236,9 +232,9 @@ void Store::beginTransaction(bool writing) {
 bool Store::endTransaction(bool commit) {
     if (depth_ == 0) return false; // begun before a fork
     if (writing_ && !commit) broken_ = true;
-    bool done = !broken_;
+    bool done = writing_ && !broken_;
     if (--depth_ == 0) {
-        if (db_ && writing_ && done) done = runQuery(Query::Commit) == SQLITE_OK && isStillThere();
+        if (db_ && done) done = runQuery(Query::Commit) == SQLITE_OK && isStillThere();
         if (db_ && !sqlite3_get_autocommit(db_)) runQuery(Query::Rollback);
         if (damaged_) setAside();
     }

@@ -8,25 +8,25 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <random>
 #include <thread>
 
 namespace fs = std::filesystem;
 using namespace qv::registry;
+using qv::test::endOf;
+using qv::test::inChild;
+using qv::test::startChild;
 
 namespace {
 
@@ -46,20 +46,6 @@ int get(const std::string& key, const std::string& name) {
     int number = -1;
     return readInto(HKEY_LOCAL_MACHINE, key, name, &number, sizeof number) == sizeof number ? number : -1;
 }
-
-pid_t start(const std::function<int()>& work) {
-    const pid_t child = fork();
-    if (child == 0) _exit(work());
-    return child;
-}
-
-int result(pid_t child) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-int inChild(const std::function<int()>& work) { return result(start(work)); }
 
 template <class T>
 T* shared() {
@@ -81,7 +67,7 @@ TEST(Registry, ManyWritersLoseNothing) {
     const int processes = kFull ? 16 : 4, writes = kFull ? 1000 : 150;
     std::vector<pid_t> children;
     for (int p = 0; p < processes; ++p) {
-        children.push_back(start([&] {
+        children.push_back(startChild([&] {
             const std::string name = numbered("p", p);
             for (int i = 0; i < writes; ++i) { // the store itself is made by whoever comes first
                 if (!put(numbered("Shared\\", i), name, i)) return 1;
@@ -90,7 +76,7 @@ TEST(Registry, ManyWritersLoseNothing) {
             return 0;
         }));
     }
-    for (const pid_t child : children) EXPECT_EQ(result(child), 0);
+    for (const pid_t child : children) EXPECT_EQ(endOf(child), 0);
     printf("%d processes at once, %d writes\n", processes, processes * writes);
     EXPECT_EQ(subKeys(HKEY_LOCAL_MACHINE, "Shared").size(), static_cast<size_t>(writes));
     for (int i = 0; i < writes; ++i)
@@ -112,14 +98,14 @@ TEST(Registry, KilledWritersLoseNothing) {
     for (int round = 0; round < rounds; ++round) {
         std::vector<pid_t> children;
         for (int w = 0; w < 2; ++w) {
-            children.push_back(start([&, w] {
+            children.push_back(startChild([&, w] {
                 for (int i = acknowledged.count[w];; ++i) {
                     if (put(keyOf(w, i), numbered("v", i), i)) acknowledged.count[w] = i + 1;
                 }
                 return 0;
             }));
         }
-        children.push_back(start([&] {
+        children.push_back(startChild([&] {
             for (;;) {
                 const int known = acknowledged.count[0] - 1;
                 if (known >= 0 && get(keyOf(0, known), numbered("v", known)) != known)
@@ -129,7 +115,7 @@ TEST(Registry, KilledWritersLoseNothing) {
         }));
         usleep(3000 + random() % 12000);
         for (const pid_t child : children) kill(child, SIGKILL);
-        for (const pid_t child : children) result(child);
+        for (const pid_t child : children) endOf(child);
         ASSERT_EQ(inChild([&] {
                       for (int w = 0; w < 2; ++w) {
                           const int all = acknowledged.count[w];
@@ -182,7 +168,7 @@ TEST(Registry, TransactionsAreWhole) {
     EXPECT_EQ(values(HKEY_LOCAL_MACHINE, "T").size(), 1u);
     // A reading one sees one moment, though others write.
     std::atomic<int>& step = *shared<std::atomic<int>>();
-    const pid_t other = start([&] {
+    const pid_t other = startChild([&] {
         while (step == 0) usleep(100);
         const bool done = put("T", "old", 5);
         step = 2;
@@ -191,11 +177,13 @@ TEST(Registry, TransactionsAreWhole) {
     {
         Transaction moment(Transaction::Reading);
         EXPECT_EQ(get("T", "old"), 4);
+        EXPECT_FALSE(put("T", "old", 9)); // it would be lost
+        EXPECT_FALSE(Transaction(Transaction::Writing).commit());
         step = 1;
         while (step == 1) usleep(100);
         EXPECT_EQ(get("T", "old"), 4);
     }
-    EXPECT_EQ(result(other), 0);
+    EXPECT_EQ(endOf(other), 0);
     EXPECT_EQ(get("T", "old"), 5);
 }
 
@@ -213,14 +201,14 @@ TEST(Registry, ForkedProcessesAndThreadsShareTheStore) {
     }
     std::vector<pid_t> children;
     for (int c = 0; c < 8; ++c) {
-        children.push_back(start([c] {
+        children.push_back(startChild([c] {
             for (int i = 0; i < 50; ++i)
                 if (get("F", "before") != 1 || !put("F", numbered("c", c), i)) return 1;
             return 0;
         }));
     }
     for (auto& thread : threads) thread.join();
-    for (const pid_t child : children) EXPECT_EQ(result(child), 0);
+    for (const pid_t child : children) EXPECT_EQ(endOf(child), 0);
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(values(HKEY_LOCAL_MACHINE, "F").size(), 13u);
     for (int c = 0; c < 8; ++c) EXPECT_EQ(get("F", numbered("c", c)), 49);

@@ -30,7 +30,6 @@ constexpr struct {
     {STG_E_ACCESSDENIED, "Access is denied."},
     {STG_E_INSUFFICIENTMEMORY, "There is not enough memory to complete the operation."},
     {STG_E_INVALIDPOINTER, "Invalid pointer."},
-    {STG_E_SEEKERROR, "The position cannot be reached."},
     {STG_E_WRITEFAULT, "A disk error occurred while writing."},
     {STG_E_READFAULT, "A disk error occurred while reading."},
     {STG_E_SHAREVIOLATION, "The file is in use by somebody else."},

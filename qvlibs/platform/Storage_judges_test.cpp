@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -296,19 +295,11 @@ TEST(StorageJudges, FilesOfOthersAreReadAsOlefileReadsThem) {
     std::map<std::string, std::map<std::string, std::pair<std::string, std::string>>> expected;
     for (const char* table :
          {"compound/expected_streams.tsv", "malformed/reference_readers_compound_streams.tsv"}) {
-        std::ifstream lines(media / table);
-        std::string line;
-        std::getline(lines, line);
-        while (std::getline(lines, line)) {
-            std::istringstream fields(line + "\t");
-            std::string file, path, type, size, md5;
-            std::getline(fields, file, '\t');
-            std::getline(fields, path, '\t');
-            std::getline(fields, type, '\t');
-            std::getline(fields, size, '\t');
-            std::getline(fields, md5, '\t');
-            const std::string folder = std::string(table).substr(0, std::string(table).find('/') + 1);
-            expected[folder + file][unescape(path) + (type == "storage" ? "/" : "")] = {size, md5};
+        const std::string folder = std::string(table).substr(0, std::string(table).find('/') + 1);
+        for (const auto& cells : readTable(media / table)) { // file, path, type, size, md5 by olefile ...
+            if (cells[0] == "file") continue;
+            expected[folder + cells[0]][unescape(cells[1]) + (cells[2] == "storage" ? "/" : "")] = {cells[3],
+                                                                                                    cells[4]};
         }
     }
     int streams = 0;
@@ -340,12 +331,9 @@ TEST(StorageJudges, FilesOfOthersAreReadAs7ZipReadsThem) {
     QV_NEEDS_MEDIA(media);
     QV_NEEDS_JUDGES(python);
     Judges judges;
-    std::ifstream lines(media / "compound/expected_files.tsv");
-    std::string line;
-    std::getline(lines, line);
-    while (std::getline(lines, line)) {
-        const std::string file = (media / "compound" / line.substr(0, line.find('\t'))).string();
-        judges.expect(file, readAll(file));
+    for (const auto& cells : readTable(media / "compound/expected_files.tsv")) {
+        const std::string file = (media / "compound" / cells[0]).string();
+        if (cells[0] != "file") judges.expect(file, readAll(file));
     }
     const RunResult verdict = judges.ask(python, {"--foreign"});
     EXPECT_EQ(verdict.exitCode, 0) << verdict.out << verdict.err;

@@ -1,6 +1,5 @@
 #include "qvlibs/framework/File.h"
 #include "qvlibs/platform/CompoundTest.h"
-#include "qvlibs/platform/StatusText.h"
 #include "qvlibs/platform/Storage.h"
 #include "qvlibs/platform/StorageCheck.h"
 #include "tests/support/TestSupport.h"
@@ -11,7 +10,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace qv::test;
@@ -177,11 +175,8 @@ TEST(Storage, ShareModesBetweenOpenersOfOneProcessAndOfTwo) {
             ASSERT_TRUE(root.get());
             const HRESULT expected = kTogether[i][k] == ' ' ? STG_E_SHAREVIOLATION : S_OK;
             EXPECT_EQ(tryOpen(somePath(), kModes[k]), expected) << i << " " << k;
-            const pid_t child = ::fork();
-            if (child == 0) _exit(tryOpen(somePath(), kModes[k]) == expected ? 0 : 1);
-            int status = 0;
-            ::waitpid(child, &status, 0);
-            EXPECT_EQ(status, 0) << i << " " << k;
+            EXPECT_EQ(inChild([&] { return tryOpen(somePath(), kModes[k]) == expected; }), 1)
+                << i << " " << k;
         }
     }
     // Plain files of this library keep and see the same modes.

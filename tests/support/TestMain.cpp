@@ -191,6 +191,18 @@ std::vector<std::vector<std::string>> readTable(const fs::path& path) {
     return rows;
 }
 
+pid_t startChild(const std::function<int()>& work) {
+    const pid_t child = fork();
+    if (child == 0) _exit(work());
+    return child;
+}
+
+int endOf(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 std::string readFile(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace qv::test {
 
 // The folder given to this test as QVLIBS_HOME; empty at the start, removed at the end.
@@ -45,6 +47,11 @@ RunResult run(const std::vector<std::string>& command, const std::vector<std::st
 // The program of the build tree, and a run of it.
 std::string qvProgram();
 RunResult runQv(std::vector<std::string> words, const std::vector<std::string>& environment = {});
+
+// Runs `work` in a forked process; endOf() waits for it and gives what `work` returned, or 128 + signal.
+pid_t startChild(const std::function<int()>& work);
+int endOf(pid_t child);
+inline int inChild(const std::function<int()>& work) { return endOf(startChild(work)); }
 
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
