@@ -12,7 +12,8 @@ namespace {
 std::string registeredModule(const char* classId) {
     const std::string key = std::string("Software\\Classes\\CLSID\\") + classId + "\\InprocServer32";
     const auto value = registry::readValue(HKEY_LOCAL_MACHINE, key, "");
-    return value && value->type == registry::Type::Text ? value->bytes.c_str() : std::string();
+    if (!value || value->type != registry::Type::Text) return {};
+    return value->bytes.substr(0, value->bytes.find('\0'));
 }
 
 } // namespace

@@ -54,17 +54,21 @@ private:
         }
     }
 
-    // How many sectors a chain has, each of them marked.
-    std::uint64_t takeChain(Sector first, const std::string& what) {
+    // How many links a chain has, each of them marked.
+    template <class Table>
+    std::uint64_t takeChain(std::vector<bool>& used, Table& table, Sector first, const std::string& what) {
         std::uint64_t count = 0;
-        for (Sector sector = first; sector != kEndOfChain; ++count) {
-            if (!take(used_, sector, what)) return count;
-            if (file_.fat().next(sector, sector) < 0) {
-                problem(what + ": the allocation table ends before it");
+        for (Sector at = first; at != kEndOfChain; ++count) {
+            if (!take(used, at, what)) return count;
+            if (table.next(at, at) < 0) {
+                problem(what + ": its table ends before it");
                 return count;
             }
         }
         return count;
+    }
+    std::uint64_t takeSectors(Sector first, const std::string& what) {
+        return takeChain(used_, file_.fat(), first, what);
     }
 
     void checkTables() {
@@ -76,17 +80,19 @@ private:
         if (header.fatSectors != fat.size()) remark("allocation table: its size in the header is wrong");
         if (header.difatSectors != difat.size())
             remark("index of the allocation table: its size in the header is wrong");
-        const std::uint64_t directory = takeChain(header.firstDirectory, "directory");
+        const std::uint64_t directory = takeSectors(header.firstDirectory, "directory");
         if (file_.isWide() && header.directorySectors != directory)
             remark("directory: its size in the header is wrong");
-        const std::uint64_t mini = takeChain(header.firstMiniFat, "table of small streams");
+        const std::uint64_t mini = takeSectors(header.firstMiniFat, "table of small streams");
         if (header.miniFatSectors != mini) remark("table of small streams: its size in the header is wrong");
         Entry root;
         if (file_.directory().read(kRootEntry, root) < 0) return problem("directory: it has no root");
         const std::uint64_t bytes = root.size(file_.isWide());
-        const std::uint64_t sectors = bytes ? takeChain(root.start(), "space of small streams") : 0;
+        const std::uint64_t sectors = bytes ? takeSectors(root.start(), "space of small streams") : 0;
         if (sectors * header.sectorSize() < bytes) problem("space of small streams: it is cut short");
-        usedPieces_.resize(static_cast<size_t>(std::min(bytes, sectors * header.sectorSize()) / kMiniSize));
+        const std::uint64_t there = std::min(bytes, sectors * header.sectorSize());
+        usedPieces_.resize(
+            static_cast<size_t>((there + kMiniSize - 1) / kMiniSize)); // a last one may be cut short
     }
 
     void checkStorages() {
@@ -124,22 +130,11 @@ private:
         if (size == 0) return;
         const bool small = size < kMiniCutoff;
         const std::uint64_t unit = small ? kMiniSize : file_.header().sectorSize();
-        const std::uint64_t count = small ? takePieces(entry.start(), what) : takeChain(entry.start(), what);
+        const std::uint64_t count = small ? takeChain(usedPieces_, file_.miniStream(), entry.start(), what)
+                                          : takeSectors(entry.start(), what);
         const std::uint64_t needed = (size + unit - 1) / unit;
         if (count < needed) problem(what + ": it is cut short");
         if (count > needed) remark(what + ": it has more space than its size says");
-    }
-
-    std::uint64_t takePieces(Sector first, const std::string& what) {
-        std::uint64_t count = 0;
-        for (Sector piece = first; piece != kEndOfChain; ++count) {
-            if (!take(usedPieces_, piece, what)) return count;
-            if (file_.miniStream().next(piece, piece) < 0) {
-                problem(what + ": the table of small streams ends before it");
-                return count;
-            }
-        }
-        return count;
     }
 
     void countUnused() {

@@ -3,8 +3,6 @@
 #include "qvlibs/platform/CompoundObjects.h"
 #include "qvlibs/platform/Held.h"
 
-#include <algorithm>
-
 namespace qv::compound {
 namespace {
 

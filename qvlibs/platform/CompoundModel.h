@@ -6,6 +6,7 @@
 #include "qvlibs/platform/CompoundTest.h"
 
 #include <iterator>
+#include <random>
 #include <vector>
 
 #include <fcntl.h>

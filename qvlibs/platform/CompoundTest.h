@@ -5,7 +5,6 @@
 #include "qvlibs/platform/Storage.h"
 
 #include <map>
-#include <random>
 #include <string>
 
 namespace qv::test {

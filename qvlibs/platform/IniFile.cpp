@@ -1,17 +1,16 @@
 #include "qvlibs/platform/IniFile.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 #include "qvlibs/framework/Strings.h"
 #include "qvlibs/platform/FolderLock.h"
 #include "qvlibs/util/AtomicFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace qv {
 
@@ -58,8 +57,9 @@ bool isName(std::string_view name, std::string_view forbidden) {
 
 // Missing is an answer (an empty text); what cannot be read or is too large is none.
 std::optional<std::string> readText(const std::string& file) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> in(std::fopen(file.c_str(), "rbe"), &std::fclose);
-    if (!in) return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
+    const int descriptor = openWithoutWaiting(file.c_str(), O_RDONLY);
+    if (descriptor < 0) return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
+    const std::unique_ptr<FILE, int (*)(FILE*)> in(fdopen(descriptor, "rb"), &std::fclose);
     struct stat status;
     if (fstat(fileno(in.get()), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     if (static_cast<std::uint64_t>(status.st_size) > kMostBytes) return std::nullopt;

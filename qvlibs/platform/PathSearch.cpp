@@ -4,7 +4,6 @@
 #include "qvlibs/platform/Modules.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>

@@ -6,8 +6,8 @@
 #include "qvlibs/platform/UserFolders.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 // A key handle: the hive, and the path below it (null for the hive itself).
 struct QvKey__ {

@@ -5,6 +5,7 @@
 #include "qvlibs/util/AtomicFile.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 
 #include <fcntl.h>
@@ -32,7 +33,10 @@ HRESULT openRoot(std::unique_ptr<Disk> disk, const char* path, DWORD mode, IStor
     auto opened = std::make_unique<File>(std::move(disk));
     if ((mode & 0x70) != STGM_SHARE_EXCLUSIVE) opened->setShared();
     QV_STG_TRY(opened->open());
-    auto root = std::make_shared<Root>(std::move(opened), path, mode & ~STGM_CREATE);
+    // Absolute: the current folder may be another one when the file is removed at the end.
+    std::error_code ignored;
+    auto root = std::make_shared<Root>(std::move(opened), std::filesystem::absolute(path, ignored).string(),
+                                       mode & ~STGM_CREATE);
     *storage = new StorageObject(std::move(root), nullptr, kRootEntry, mode & ~STGM_CREATE);
     return S_OK;
 }

@@ -92,7 +92,7 @@ struct CLSID {
 
 // What is known of an element.
 struct STATSTG {
-    CString pwcsName;         // the path for a root; empty with STATFLAG_NONAME
+    CString pwcsName;         // the absolute path for a root; empty with STATFLAG_NONAME
     DWORD type = 0;           // STGTY_*
     std::uint64_t cbSize = 0; // bytes of a stream, 0 for storages
     FILETIME mtime{};         // storages only; the file's own times for a root
@@ -157,7 +157,8 @@ public:
     // All elements beneath (but the names of `exclude`) with class, state and content; storages that the
     // target has already are merged, streams replaced. The class arguments are 0 and null.
     virtual HRESULT CopyTo(DWORD excludedClasses, const CLSID* classes, SNB exclude, IStorage* target) = 0;
-    // Copies one element into another storage under a new name; with STGMOVE_MOVE it is then destroyed here.
+    // Copies one element into another storage under a new name, where storages are merged and streams replaced; with
+    // STGMOVE_MOVE it is then destroyed here.
     virtual HRESULT MoveElementTo(const char* name, IStorage* target, const char* newName, DWORD flags) = 0;
     virtual HRESULT Commit(DWORD flags) = 0; // of the whole root in direct mode; see above
     virtual HRESULT Revert() = 0; // a transacted root goes back to its last Commit; else does nothing
@@ -183,8 +184,9 @@ struct STGOPTIONS {
 
 extern "C" {
 
-// A new, empty file, which appears whole. Direct roots that write need STGM_SHARE_EXCLUSIVE. Without
-// STGM_CREATE an existing file gives STG_E_FILEALREADYEXISTS; with it the file is replaced at once.
+// A new, empty file, which appears whole. Direct roots that write need STGM_SHARE_EXCLUSIVE. Without STGM_CREATE an
+// existing file gives STG_E_FILEALREADYEXISTS; with it the file is replaced at once, keeps its permissions, and is
+// replaced where it lies when the path is a link.
 QVLIBS_API HRESULT StgCreateDocfile(const char* path, DWORD mode, DWORD reserved, IStorage** storage);
 QVLIBS_API HRESULT StgCreateStorageEx(const char* path, DWORD mode, const STGOPTIONS* options,
                                       IStorage** storage);

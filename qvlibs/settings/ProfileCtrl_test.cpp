@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 namespace registry = qv::registry;
@@ -196,6 +198,9 @@ TEST(IniAccess, ReadsByThePlatformsRules) {
     }
     EXPECT_EQ(QVGetPrivateProfileString("Two", "long", "", file.c_str()).GetLength(), 127);
     EXPECT_STREQ(QVGetPrivateProfileString("a", "b", "def", "/nowhere/x.ini"), "def");
+    ASSERT_EQ(mkfifo((file + ".pipe").c_str(), 0600), 0);
+    EXPECT_STREQ(QVGetPrivateProfileString("a", "b", "def", (file + ".pipe").c_str()),
+                 "def"); // is not waited for
 }
 
 TEST(IniAccess, WritesOneLineAndKeepsTheOthers) {

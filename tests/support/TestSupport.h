@@ -64,6 +64,6 @@ std::vector<std::vector<std::string>> readTable(const std::filesystem::path& pat
 #define QV_NEEDS_MEDIA(variable)                                                                             \
     const auto variable##Folder = qv::test::mediaFolder();                                                   \
     if (!variable##Folder) GTEST_SKIP() << "QVLIBS_TEST_DATA is not set";                                    \
-    const std::filesystem::path variable = *variable##Folder
+    const std::filesystem::path& variable = *variable##Folder
 #define QV_NEEDS_PROGRAM(name)                                                                               \
-    if (!qv::test::hasProgram(name)) GTEST_SKIP() << name << " is not installed"
+    if (!qv::test::hasProgram(name)) GTEST_SKIP() << (name) << " is not installed"

@@ -216,6 +216,13 @@ TEST(SettingsCommand, DoctorSaysWhatItFindsAndRepairsOnlyWhenAsked) {
     EXPECT_EQ(settings({"doctor"}, other).exitCode, 0);
     const auto lines = settings({"list"}, other).out;
     EXPECT_GT(std::count(lines.begin(), lines.end(), '\n'), 100); // most came back
+
+    // A type that nobody knows, as a flipped bit makes it, does not come back.
+    registry::writeValue(HKEY_LOCAL_MACHINE, "Software", "flipped", static_cast<Type>(7), "");
+    for (const int exitCode : {5, 0}) {
+        EXPECT_EQ(settings({"doctor"}).exitCode, exitCode);
+        EXPECT_EQ(settings({"doctor", "--repair"}).exitCode, 0);
+    }
 }
 
 TEST(SettingsCommand, AStoreThatIsNoneIsReportedInOneLine) {
