@@ -62,7 +62,7 @@ std::string searchPath(const char* folders, const char* name, const char* extens
     if (wanted.front() == '/') return isFile(wanted) ? wanted : std::string();
     for (const auto& folder : searched(folders)) {
         if (folder.empty()) continue;
-        const std::string path = folder == "." ? wanted : folder + (folder.back() == '/' ? "" : "/") + wanted;
+        const std::string path = folder == "." ? wanted : (std::filesystem::path(folder) / wanted).string();
         if (isFile(path)) return absolute(path);
     }
     return {};

@@ -44,6 +44,19 @@ TEST(AtomicFile, TheOldFileStaysUntilCommitAndNothingElseIsLeft) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+TEST(AtomicFile, ANewFileTakesNobodysName) {
+    const fs::path folder = makeFolder("new");
+    writeFile(folder / "taken", "old");
+    for (const char* name : {"taken", "free"}) {
+        qv::AtomicFile file(folder / name);
+        EXPECT_TRUE(file.write("new", 3));
+        EXPECT_EQ(file.commitNew(), name == std::string("free"));
+        EXPECT_EQ(file.error(), name == std::string("free") ? 0 : EEXIST);
+    }
+    EXPECT_EQ(readFile(folder / "taken") + readFile(folder / "free"), "oldnew");
+    EXPECT_EQ(entries(folder), 2);
+}
+
 TEST(AtomicFile, LinksAreFollowedAndFoldersRefused) {
     const fs::path folder = makeFolder("links");
     writeFile(folder / "real", "old");
