@@ -4,12 +4,10 @@
 //     1  625 lines (PAL)            2  picture and sound in one stream (AVI type 1)
 //     4  raw DIF frames, no AVI     8  the movie has sound
 #include "codecs/common/Extensions.h"
+#include "codecs/common/Tickets.h"
 #include "codecs/dv/DvStream.h"
-#include "qvlibs/framework/Strings.h"
 
 #include <cerrno>
-#include <exception>
-#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -20,9 +18,8 @@ constexpr const char* kExtensions[] = {"avi", "dv", "dif"};
 
 // A name under which a movie can be written.
 bool isFreeAviName(const char* path) {
-    const std::string_view name(path);
-    if (name.size() < 4 || !qv::equalNoCase(name.substr(name.size() - 4), ".avi")) return false;
-    return access(path, F_OK) != 0 && errno == ENOENT;
+    constexpr const char* kWritten[] = {"avi"};
+    return qv::codec::hasExtension(path, kWritten) && access(path, F_OK) != 0 && errno == ENOENT;
 }
 
 } // namespace
@@ -41,19 +38,17 @@ std::unique_ptr<MovieStream> openMovie(const char* path, std::uint32_t /*mode*/)
 extern "C" {
 
 QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
-    try {
+    return qv::guarded(uint32_t{QV_PLUGIN_FAILED}, [=] {
         if (qv::sniffDvFile(path) || isFreeAviName(path)) *supported = 1;
-        return QV_PLUGIN_OK;
-    } catch (const std::exception&) {
-        return QV_PLUGIN_FAILED;
-    }
+        return uint32_t{QV_PLUGIN_OK};
+    });
 }
 
 QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_t* type) {
-    try {
+    return qv::guarded(uint32_t{QV_PLUGIN_FAILED}, [=] {
         if (type) *type = 0;
         auto file = qv::DvFile::open(path);
-        if (!file) return QV_PLUGIN_FAILED;
+        if (!file) return uint32_t{QV_PLUGIN_FAILED};
         int found = file->isPal() ? kPal : 0;
         if (file->container() == qv::DvContainer::AviType1) found |= kType1;
         if (file->container() == qv::DvContainer::Raw) found |= kRaw;
@@ -62,10 +57,8 @@ QV_PLUGIN_EXPORT uint32_t Investigate(const char* path, int* attributes, uint32_
         if (stream.audioFormat(sound)) found |= kHasSound;
         if (attributes) *attributes = found;
         if (type) *type = makeFourCC('d', 'v', 's', 'd');
-        return QV_PLUGIN_OK;
-    } catch (const std::exception&) {
-        return QV_PLUGIN_FAILED;
-    }
+        return uint32_t{QV_PLUGIN_OK};
+    });
 }
 
 } // extern "C"

@@ -65,8 +65,10 @@ QV_PLUGIN_EXPORT uint32_t ResetCodec(QVWRITER ticket) {
 }
 
 QV_PLUGIN_EXPORT uint32_t CloseW(QVWRITER ticket) {
-    const auto writer = writers.remove(ticket);
-    return writer && writer->close() ? QV_PLUGIN_OK : QV_PLUGIN_FAILED;
+    return qv::guarded(uint32_t{QV_PLUGIN_FAILED}, [=] {
+        const auto writer = writers.remove(ticket);
+        return uint32_t{writer && writer->close() ? QV_PLUGIN_OK : QV_PLUGIN_FAILED};
+    });
 }
 
 } // extern "C"
