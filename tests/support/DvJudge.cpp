@@ -32,28 +32,11 @@ std::span<const Tape> tapes() { return kTapes; }
 
 std::vector<std::vector<std::uint8_t>> makeFrames(const Tape& tape, int count) {
     const auto path = test::makeFolder(std::string("tape-") + tape.name) / "frames.dv";
-    const auto result = test::run({"ffmpeg",
-                                   "-nostdin",
-                                   "-loglevel",
-                                   "error",
-                                   "-y",
-                                   "-f",
-                                   "lavfi",
-                                   "-i",
-                                   tape.source,
-                                   "-vf",
-                                   tape.filter,
-                                   "-frames:v",
-                                   std::to_string(count),
-                                   "-c:v",
-                                   "dvvideo",
-                                   "-flags",
-                                   "+ildct",
-                                   "-pix_fmt",
-                                   tape.pixelFormat,
-                                   "-f",
-                                   "rawvideo",
-                                   path.string()});
+    const auto result = test::run({"sh", "-c",
+                                   std::string("ffmpeg -nostdin -v error -y -f lavfi -i ") + tape.source +
+                                       " -vf " + tape.filter + " -frames:v " + std::to_string(count) +
+                                       " -c:v dvvideo -flags +ildct -pix_fmt " + tape.pixelFormat +
+                                       " -f rawvideo " + path.string()});
     std::vector<std::vector<std::uint8_t>> frames;
     if (result.exitCode != 0) return frames;
     const std::string bytes = test::readFile(path);

@@ -1,5 +1,7 @@
 #include "tests/support/TestSupport.h"
 
+#include "qvlibs/util/Bytes.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -176,6 +178,18 @@ std::string qvProgram() { return buildFolder() / "bin" / "qv"; }
 RunResult runQv(std::vector<std::string> words, const std::vector<std::string>& environment) {
     words.insert(words.begin(), qvProgram());
     return run(words, environment);
+}
+
+std::string bmpFile(unsigned width, unsigned height) {
+    const unsigned row = (width * 3 + 3) / 4 * 4, size = row * height;
+    ByteWriter out;
+    out.text("BM", 2);
+    for (const unsigned word : {54 + size, 0u, 54u, 40u, width, height, 24u << 16 | 1, 0u, size})
+        out.u32(word);
+    out.zeros(16);
+    std::string bytes(out.data().begin(), out.data().end());
+    for (unsigned y = 0; y < height; ++y) bytes += std::string(row, static_cast<char>(y * 7));
+    return bytes;
 }
 
 std::vector<std::vector<std::string>> readTable(const fs::path& path) {

@@ -53,6 +53,9 @@ pid_t startChild(const std::function<int()>& work);
 int endOf(pid_t child);
 inline int inChild(const std::function<int()>& work) { return endOf(startChild(work)); }
 
+// A BMP of 24 bits, each row of one colour.
+std::string bmpFile(unsigned width, unsigned height);
+
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
 // The cells of a table with tabs, its header among the rows; rows that end early have empty cells up to its width.

@@ -105,26 +105,12 @@ TEST_F(Desktop, WhatCannotBeShownIsRemembered) {
 TEST_F(Desktop, AMovieIsWrittenWhereItIsAskedFor) {
     QV_NEEDS_PROGRAM("ffmpeg");
     const std::string tape = home() / "tape.avi";
-    const auto made = run({"ffmpeg",
-                           "-v",
-                           "error",
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "color=black:s=720x480:r=30000/1001:d=4",
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "color=red:s=720x480:r=30000/1001:d=2",
-                           "-filter_complex",
-                           "[0][1]concat=n=2",
-                           "-aspect",
-                           "4:3",
-                           "-c:v",
-                           "dvvideo",
-                           "-pix_fmt",
-                           "yuv411p",
-                           tape});
+    const auto made =
+        run({"sh", "-c",
+             "ffmpeg -v error -f lavfi -i color=black:s=720x480:r=30000/1001:d=4 -f lavfi -i "
+             "color=red:s=720x480:r=30000/1001:d=2 -filter_complex '[0][1]concat=n=2' -aspect 4:3 "
+             "-c:v dvvideo -pix_fmt yuv411p " +
+                 tape});
     ASSERT_EQ(made.exitCode, 0) << made.err;
     const std::string out = home() / "small"; // file managers ask for names without an extension
     ASSERT_EQ(runQv({"desktop", tape, "-o", out, "--size", "128"}).exitCode, 0);

@@ -10,21 +10,6 @@ using testing::HasSubstr;
 
 namespace {
 
-// A BMP file of 24 bits, each row of one colour.
-std::string bmp(unsigned width, unsigned height) {
-    const unsigned row = (width * 3 + 3) / 4 * 4, size = row * height;
-    std::string bytes = "BM";
-    const auto put = [&bytes](unsigned value, int count) {
-        for (int i = 0; i < count; ++i) bytes += static_cast<char>(value >> (8 * i));
-    };
-    for (const unsigned word : {54 + size, 0u, 54u, 40u, width, height}) put(word, 4);
-    put(1, 2);
-    put(24, 2);
-    for (const unsigned word : {0u, size, 0u, 0u, 0u, 0u}) put(word, 4);
-    for (unsigned y = 0; y < height; ++y) bytes += std::string(row, static_cast<char>(y * 7));
-    return bytes;
-}
-
 RunResult stg(std::vector<std::string> words) {
     words.insert(words.begin(), "stg");
     return runQv(words, {"TZ=UTC"});
@@ -33,7 +18,7 @@ RunResult stg(std::vector<std::string> words) {
 class Stg : public testing::Test {
 protected:
     void SetUp() override {
-        writeFile(picture, bmp(20, 10));
+        writeFile(picture, bmpFile(20, 10));
         writeFile(media, std::string(12345, 'x'));
         std::filesystem::last_write_time(media, std::chrono::file_clock::from_sys(std::chrono::sys_seconds(
                                                     std::chrono::seconds(1135427696))));
@@ -90,7 +75,7 @@ TEST_F(Stg, SaysWhatIsWrong) {
         EXPECT_EQ(result.exitCode, row.code);
         EXPECT_THAT(result.err, HasSubstr(row.says));
     }
-    EXPECT_EQ(readFile(picture), bmp(20, 10));
+    EXPECT_EQ(readFile(picture), bmpFile(20, 10));
     EXPECT_EQ(stg({"put", home() / "new.stg", std::string(32, 'n'), picture}).exitCode, 2);
     EXPECT_FALSE(std::filesystem::exists(home() / "new.stg"));
     // The picture's size says more than there is.

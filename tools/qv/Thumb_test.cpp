@@ -1,3 +1,4 @@
+#include "tests/support/ModuleFolder.h"
 #include "tests/support/TestSupport.h"
 
 #include "qvlibs/image/QVDib.h"
@@ -144,6 +145,15 @@ TEST(Thumb, TitlesAreRenderedAndPicturesResized) {
     EXPECT_EQ(picture.GetPixel(30, 5), 0u);
     EXPECT_EQ(picture.GetPixel(1, 30), 0x302010u);
     EXPECT_EQ(thumb(home() / "small.bmp", {"--frame", "1"}).exitCode, 3);
+}
+
+// Beyond 32 bits of frames, 00:00:01:05 would be frame 4.
+TEST(Thumb, PositionsThatAreTooFarAreNone) {
+    restartWithModules({{"scripted", "s.vcp"}});
+    writeFile(home() / "fast.fake", "qvfake\nGetTotalFrames=10\nGetVideoFormat.width=16\n"
+                                    "GetVideoRate.rate=4294967295\nGetVideoRate.scale=1\n");
+    EXPECT_EQ(thumb(home() / "fast.fake", {"--at", "00:00:00:04"}).exitCode, 0);
+    EXPECT_EQ(thumb(home() / "fast.fake", {"--at", "00:00:01:05"}).exitCode, 2);
 }
 
 TEST(Thumb, BadInputIsOneLineAndACode) {

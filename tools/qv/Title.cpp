@@ -22,7 +22,8 @@ Title::~Title() { plugin_->CloseR(stream_); }
 std::unique_ptr<Title> Title::open(const std::string& path) {
     std::unique_ptr<CPluginInfo> plugin(LoadTitleCodecPlugIn(path.c_str()));
     const ULONG stream = plugin ? plugin->OpenR(path.c_str(), 0) : 0;
-    return std::unique_ptr<Title>(stream ? new Title(std::move(plugin), stream) : nullptr);
+    std::unique_ptr<Title> title(stream ? new Title(std::move(plugin), stream) : nullptr);
+    return title && title->size_.cx > 0 && title->size_.cy > 0 ? std::move(title) : nullptr;
 }
 
 std::string Title::module() const { return moduleName(*plugin_); }

@@ -12,7 +12,7 @@ namespace qv::cli {
 
 class Title {
 public:
-    // Null when no title module takes the file.
+    // Null when no title module takes the file, or its pictures have no size.
     static std::unique_ptr<Title> open(const std::string& path);
     ~Title();
     Title(const Title&) = delete;
