@@ -6,11 +6,9 @@
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/DibLayout.h"
 #include "qvlibs/image/QVDib.h"
-#include "qvlibs/platform/FileMapping.h"
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 int CQVDIB::MakePalette() {
@@ -46,9 +44,10 @@ unsigned CQVDIB::UsePalette(CDC* dc, int background) {
 HBITMAP CQVDIB::CreateSection(HDC) {
     QV_TRACE("CQVDIB");
     if (!header_ || bits_) return nullptr;
-    if (!qv::pixelBytes(header_->biWidth, header_->biHeight, header_->biBitCount)) return nullptr;
+    const auto rows = qv::pixelBytes(header_->biWidth, header_->biHeight, header_->biBitCount);
+    if (!rows) return nullptr;
     section_ = CreateDIBSection(*header_, view().table, &bits_);
-    if (section_) knownRoom_ = *qv::pixelBytes(header_->biWidth, header_->biHeight, header_->biBitCount);
+    if (section_) knownRoom_ = *rows;
     return section_;
 }
 HBITMAP CQVDIB::CreateSection(CDC* dc) { return dc ? CreateSection(dc->GetSafeHdc()) : nullptr; }
@@ -130,11 +129,13 @@ bool CQVDIB::compressThrough(CDC& dc, bool compress) {
     CBitmap bitmap;
     bitmap.Attach(CreateBitmap(&dc));
     CQVDIB made;
-    if (!bitmap.GetSafeHandle() || !made.allocateHeader(GetSizeHeader())) return false;
+    const DWORD colors = qv::colorCount(header_->biClrUsed, GetBitCount());
+    if (!bitmap.GetSafeHandle() || view().table.size() < colors) return false;
+    const auto table = view().table.first(colors);
+    if (!made.allocateHeader(sizeof *header_ + table.size_bytes())) return false;
     *made.header_ = *header_;
     made.ComputePaletteSize(GetBitCount());
     made.ComputeMetrics();
-    const auto table = view().table;
     std::copy(table.begin(), table.end(), made.colorTable_);
     std::vector<BYTE> pixels = qv::bitmapRows(bitmap.GetSafeHandle(), *header_, table);
     if (compress) {
@@ -147,13 +148,6 @@ bool CQVDIB::compressThrough(CDC& dc, bool compress) {
     if (pixels.empty() || !made.allocatePixels()) return false;
     std::memset(made.bits_, 0, static_cast<size_t>(made.knownRoom_));
     std::copy(pixels.begin(), pixels.end(), made.bits_);
-    Empty();
-    header_ = std::exchange(made.header_, nullptr);
-    bits_ = std::exchange(made.bits_, nullptr);
-    headerOwner_ = std::exchange(made.headerOwner_, kHeaderBorrowed);
-    bitsOwned_ = std::exchange(made.bitsOwned_, 0);
-    knownRoom_ = made.knownRoom_;
-    ComputePaletteSize(header_->biBitCount);
-    ComputeMetrics();
+    takeOver(made);
     return true;
 }

@@ -175,6 +175,11 @@ TEST(DibDraw, CompressKeepsTheColors) {
     make(plain, {4, 4}, 24, 0);
     EXPECT_EQ(plain.Compress(&dc, 1), 0);
     EXPECT_EQ(CQVDIB(CSize(4, 4), 8).Compress(&dc, 1), 0); // no pixels
+    BITMAPINFOHEADER header{40, 4, 4, 1, 8, BI_RGB, 0, 0, 0, 0, 0};
+    unsigned char bits[48] = {};
+    plain.Empty();
+    ASSERT_EQ(plain.Attach(bits, &header, 1), 1);
+    EXPECT_EQ(plain.Compress(&dc, 1), 0); // no table is known
 }
 
 TEST(DibDraw, BitmapFilesLookTheSameToOthers) {

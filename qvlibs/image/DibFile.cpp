@@ -16,7 +16,17 @@ namespace {
 
 constexpr std::uint64_t kHeaderSize = sizeof(BITMAPINFOHEADER);
 
-BITMAPINFOHEADER headerFrom(qv::ByteReader& in) {
+// A file that is about to be replaced must not be in use by anybody who holds it with a share mode.
+bool mayReplace(const char* path, CFileException& error) {
+    struct stat status {};
+    if (path && ::stat(path, &status) != 0) return true;
+    CFile probe;
+    return probe.Open(path, CFile::modeReadWrite | CFile::shareExclusive, &error) != 0;
+}
+
+} // namespace
+
+BITMAPINFOHEADER qv::readBitmapHeader(ByteReader& in) {
     BITMAPINFOHEADER header{};
     header.biSize = in.u32();
     header.biWidth = in.i32();
@@ -32,40 +42,27 @@ BITMAPINFOHEADER headerFrom(qv::ByteReader& in) {
     return header;
 }
 
-// 0 for a stream that is no BMP: the place of the pixels is never there in one.
-DWORD pixelOffset(const BYTE* fileHeader) {
-    qv::ByteReader in(fileHeader, qv::kBmpFileHeaderSize);
-    const WORD type = in.u16();
+std::optional<qv::BmpStart> qv::readBmpStart(CFile& file) {
+    BYTE bytes[kBmpFileHeaderSize + kHeaderSize];
+    if (file.Read(bytes, sizeof bytes) != sizeof bytes) return {};
+    ByteReader in(bytes, sizeof bytes);
+    if (in.u16() != kBmpType) return {};
     in.skip(8); // the file's size and two reserved words are not looked at
-    const DWORD offset = in.u32();
-    return type == qv::kBmpType ? offset : 0;
+    const DWORD pixelOffset = in.u32();
+    return BmpStart{pixelOffset, readBitmapHeader(in)};
 }
-
-// A file that is about to be replaced must not be in use by anybody who holds it with a share mode.
-bool mayReplace(const char* path, CFileException& error) {
-    struct stat status {};
-    if (path && ::stat(path, &status) != 0) return true;
-    CFile probe;
-    return probe.Open(path, CFile::modeReadWrite | CFile::shareExclusive, &error) != 0;
-}
-
-} // namespace
 
 bool CQVDIB::readFrom(CFile& file, Pixels pixels) {
-    BYTE fileHeader[qv::kBmpFileHeaderSize], info[kHeaderSize];
-    if (file.Read(fileHeader, sizeof fileHeader) != sizeof fileHeader) return false;
-    const std::uint64_t stored = std::uint64_t{pixelOffset(fileHeader)} - qv::kBmpFileHeaderSize;
-    const __int64 left = file.GetLength() - file.GetPosition();
-    if (stored < kHeaderSize || left < 0 || stored > static_cast<std::uint64_t>(left)) return false;
-    if (file.Read(info, sizeof info) != sizeof info) return false;
-    qv::ByteReader in(info, sizeof info);
-    const BITMAPINFOHEADER header = headerFrom(in);
-    if (!qv::isPlausible(header)) return false;
+    constexpr DWORD kStart = qv::kBmpFileHeaderSize + kHeaderSize;
+    const auto start = qv::readBmpStart(file);
+    if (!start || start->pixelOffset < kStart || !qv::isPlausible(start->header)) return false;
+    const DWORD tableBytes = start->pixelOffset - kStart;
     // The masks of a picture without masks are counted, though the file does not hold them: they are zero.
-    const std::uint64_t counted = kHeaderSize + 4 * qv::colorCount(header.biClrUsed, header.biBitCount);
-    if (!allocateHeader(std::max(stored, counted))) return false;
-    *header_ = header;
-    const auto tableBytes = static_cast<unsigned>(stored - kHeaderSize);
+    const DWORD counted = 4 * qv::colorCount(start->header.biClrUsed, start->header.biBitCount);
+    if (tableBytes > std::max<std::uint64_t>(counted, qv::pixelLimit())) return false;
+    if (tableBytes > file.GetLength() - file.GetPosition()) return false;
+    if (!allocateHeader(kHeaderSize + std::max(tableBytes, counted))) return false;
+    *header_ = start->header;
     if (file.Read(reinterpret_cast<BYTE*>(header_) + kHeaderSize, tableBytes) != tableBytes) return false;
     ComputeMetrics();
     if (pixels == Pixels::AllThere && file.GetLength() - file.GetPosition() < __int64{imageSize_})
@@ -144,11 +141,10 @@ int CQVDIB::AttachMapFile(const char* path, int share) {
     auto mapping = qv::FileMapping::openPrivate(path, share ? CFile::shareDenyWrite : CFile::shareExclusive);
     if (!mapping) return 0;
     const auto bytes = mapping->bytes();
-    if (bytes.size() <= qv::kBmpFileHeaderSize || pixelOffset(bytes.data()) == 0) return 0;
+    if (bytes.size() <= qv::kBmpFileHeaderSize || qv::ByteReader(bytes).u16() != qv::kBmpType) return 0;
     Empty();
     if (!adopt(bytes.data() + qv::kBmpFileHeaderSize, bytes.size() - qv::kBmpFileHeaderSize)) return 0;
     mapping_ = std::move(mapping);
-    MakePalette();
     return 1;
 }
 
@@ -172,8 +168,7 @@ int CQVDIB::CopyToMapFile(const char* path) {
     std::memcpy(mapping->bytes().data(), start.data(), start.size());
     std::memcpy(header, header_, kHeaderSize);
     std::copy(table.begin(), table.end(), reinterpret_cast<RGBQUAD*>(header + kHeaderSize));
-    std::memcpy(header + before, bits_,
-                static_cast<size_t>(std::min<std::uint64_t>(imageSize_, pixelRoom())));
+    std::copy_n(bits_, std::min<std::uint64_t>(imageSize_, pixelRoom()), header + before);
     if (!target.commit()) return 0;
     const DWORD size = imageSize_;
     Empty();

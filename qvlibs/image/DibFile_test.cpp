@@ -135,6 +135,10 @@ TEST(DibFile, DamagedHeaders) {
             written(dib);
         }
     }
+    qv::setPixelLimit(100); // bounds what lies before the pixels as well
+    CQVDIB dib;
+    EXPECT_EQ(readFrom(dib, bytesOf({.offset = 154, .fileBytes = 170})), 1);
+    EXPECT_EQ(readFrom(dib, bytesOf({.offset = 155, .fileBytes = 171})), 0);
     printf("%zu headers out of the ordinary, each refused or read as it should\n", rows.size());
 }
 
@@ -218,7 +222,8 @@ TEST(DibFile, MappedFilesMustHoldThePicture) {
         {{.fileBytes = 69}, 0},
         {{.type = 0x4D43}, 0},
         {{.offset = 60, .fileBytes = 76}, 1}, // pixels are taken to start at 54
-        {{.bits = 32, .fileBytes = 70}, 0},   // three masks are counted that are not there
+        {{.offset = 0}, 1},
+        {{.bits = 32, .fileBytes = 70}, 0}, // three masks are counted that are not there
         {{.bits = 32, .fileBytes = 82}, 1},
         {{.height = -2}, 0},
         {{.fileBytes = 20}, 0},

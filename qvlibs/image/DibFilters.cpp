@@ -8,10 +8,10 @@
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/image/RowReader.h"
 #include "qvlibs/image/kernels/Rows.h"
-#include "qvlibs/platform/FileMapping.h"
 
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -57,15 +57,17 @@ qv::PixelView CQVDIB::pixelsFromTop() const {
 }
 
 void CQVDIB::takeOver(CQVDIB& from) {
-    const CSize size = from.GetDimensions();
-    const int bitCount = from.GetBitCount();
-    const std::uint64_t room = from.knownRoom_;
-    unsigned char* const pixels = from.bits_;
-    from.bits_ = nullptr;
-    from.bitsOwned_ = 0;
-    if (Init(size, bitCount, pixels) != QV_OK) return;
-    knownRoom_ = room;
-    copyFormat(from);
+    Empty();
+    std::swap(header_, from.header_);
+    std::swap(headerOwner_, from.headerOwner_);
+    std::swap(globalHandle_, from.globalHandle_);
+    std::swap(colorTable_, from.colorTable_);
+    std::swap(colorCount_, from.colorCount_);
+    std::swap(bits_, from.bits_);
+    std::swap(bitsOwned_, from.bitsOwned_);
+    std::swap(knownRoom_, from.knownRoom_);
+    std::swap(imageSize_, from.imageSize_);
+    std::swap(palette_, from.palette_);
 }
 
 ULONG CQVDIB::RecolorFilter(int bitCount, CQVDIB* dst) {
@@ -73,6 +75,7 @@ ULONG CQVDIB::RecolorFilter(int bitCount, CQVDIB* dst) {
     if (bitCount != 24 || !header_) return QV_FAILED;
     if (header_->biCompression != BI_RGB && header_->biCompression != BI_BITFIELDS) return QV_FAILED;
     if (header_->biBitCount == 24) return !dst || dst == this ? QV_OK : dst->Copy(*this);
+    if (!bits_) return QV_FAILED;
     CQVDIB temporary;
     CQVDIB& target = dst && dst != this ? *dst : temporary;
     if (!target.makePixels(GetDimensions(), 24)) return QV_FAILED;
@@ -89,6 +92,7 @@ LONG CQVDIB::TrimmingFilter(RECT rect, CQVDIB* dst) {
         rect.left > rect.right || rect.top > rect.bottom) {
         return QV_E_INVALIDARG;
     }
+    if (!bits_) return QV_E_FAIL;
     const CSize size(rect.right - rect.left + 1, rect.bottom - rect.top + 1);
     CQVDIB temporary;
     CQVDIB& target = dst && dst != this ? *dst : temporary;
@@ -118,8 +122,8 @@ LONG CQVDIB::RotationFilter(int angle, ULONG flag, CQVDIB* dst) {
     if (RecolorFilter(24, &colored) != QV_OK) return QV_E_FAIL;
     if (dst && dst != this) return colored.RotationFilterCore(angle, flag, dst);
     const LONG result = colored.RotationFilterCore(angle, flag, nullptr);
-    if (result != 0) return result;
-    return Copy(colored) == QV_OK ? 0 : QV_E_FAIL;
+    if (result == 0) takeOver(colored);
+    return result;
 }
 
 LONG CQVDIB::RotationFilterCore(int angle, ULONG, CQVDIB* dst) {

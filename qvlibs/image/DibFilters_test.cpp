@@ -164,11 +164,15 @@ TEST(DibFilters, OtherDepthsStayAsTheyAre) {
 }
 
 TEST(DibFilters, EachHasItsOwnCodes) {
-    CQVDIB empty, dib, result, packed;
+    CQVDIB empty, dib, result, packed, hollow(CSize(10, 10), 8);
     fill(dib, {10, 10}, 24, BI_RGB, 0);
     fill(packed, {10, 10}, 8, BI_RLE8, 0);
     EXPECT_EQ(empty.RecolorFilter(24, nullptr), 1u);
     EXPECT_EQ(packed.RecolorFilter(24, nullptr), 1u);
+    EXPECT_EQ(packed.StillFilter(1, nullptr), 1u); // its rows are no rows
+    EXPECT_EQ(hollow.RecolorFilter(24, &result), 1u);
+    EXPECT_EQ(hollow.RotationFilter(90, 0, nullptr), QV_E_FAIL);
+    EXPECT_EQ(hollow.TrimmingFilter({0, 0, 1, 1}, &result), QV_E_FAIL);
     EXPECT_EQ(dib.RecolorFilter(8, &result), 1u);
     EXPECT_EQ(dib.RecolorFilter(24, nullptr), 0u);
     EXPECT_EQ(empty.RotationFilter(90, 0, nullptr), QV_E_FAIL);

@@ -54,9 +54,8 @@ void sortByFitness(std::vector<GroupEntry>& entries, int size) {
 } // namespace
 
 bool CQVDIB::takeIcon(std::span<const BYTE> icon) {
-    BITMAPINFOHEADER header{};
-    if (icon.size() < sizeof header) return false;
-    std::memcpy(&header, icon.data(), sizeof header);
+    qv::ByteReader in(icon);
+    BITMAPINFOHEADER header = qv::readBitmapHeader(in);
     const LONG width = header.biWidth, height = header.biHeight / 2;
     const int bits = header.biBitCount;
     const bool known = bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
@@ -74,7 +73,7 @@ bool CQVDIB::takeIcon(std::span<const BYTE> icon) {
     const auto pixels = icon.subspan(before, line * rows);
     const auto mask = icon.subspan(before + line * rows);
     const bool masked = mask.size() >= maskLine * rows;
-    if (Init({width, height}, 24, nullptr) != 0 || !allocatePixels()) return false;
+    if (!makePixels({width, height}, 24)) return false;
     std::memset(bits_, 0xFF, static_cast<size_t>(knownRoom_));
     // Icons of 32 bits carry transparency in the fourth byte, unless it is 0 everywhere.
     const auto alphaAt = [&](int x, int y) {

@@ -1,6 +1,7 @@
 // What a bitmap's header says about the block that it stands in.
 #pragma once
 
+#include "qvlibs/framework/File.h"
 #include "qvlibs/framework/MediaHeaders.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/util/Bytes.h"
@@ -42,6 +43,16 @@ inline bool isPlausible(const BITMAPINFOHEADER& header) {
     return pixelBytes(header.biWidth, header.biHeight, header.biBitCount) &&
            imageSize(header) <= pixelLimit() && colorCount(header.biClrUsed, header.biBitCount) <= kMaxColors;
 }
+
+BITMAPINFOHEADER readBitmapHeader(ByteReader& in);
+
+// The first 54 bytes of a BMP file.
+struct BmpStart {
+    DWORD pixelOffset; // as the file says it
+    BITMAPINFOHEADER header;
+};
+// Nothing for a stream that is none or ends in them; what the file throws is passed on.
+std::optional<BmpStart> readBmpStart(CFile& file);
 
 // The 14 bytes in front of the header in a BMP file. `pixels` is the size of the image that follows the
 // table.

@@ -9,11 +9,9 @@
 #include "qvlibs/image/QVDib.h"
 #include "qvlibs/image/RawPicture.h"
 #include "qvlibs/image/ResizeEngines.h"
-#include "qvlibs/platform/FileMapping.h"
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 namespace {
 
@@ -85,8 +83,7 @@ ULONG CQVDIB::ResizeFilterSR(CSize size, CQVDIB* dst, DIB_TYPE srcType, DIB_TYPE
 
 ULONG CQVDIB::ResizeFilterSR2(CQVDIB* dst, DIB_TYPE srcType, DIB_TYPE dstType, RESIZE_OPTION option,
                               RESIZE_METHOD method) {
-    if (!dst->hasAllRows() || !hasAllRows() || GetBitCount() % 8 != 0 || qv::isRunLength(*header_))
-        return QV_FAILED;
+    if (!dst->hasAllRows() || !hasAllRows() || GetBitCount() % 8 != 0) return QV_FAILED;
     const CSize from = GetDimensions(), to = dst->GetDimensions();
     const auto parts =
         qv::fitRectangles(from, qv::resolveType(srcType, from), to, qv::resolveType(dstType, to), option);
@@ -131,21 +128,21 @@ ULONG CQVDIB::ResizeFilterLeadTool(CSize size, CQVDIB* dst, int option, int flag
     CQVDIB& target = dst && dst != this ? *dst : temporary;
     ULONG result = target.Init(size, GetBitCount(), nullptr);
     if (result == QV_OK) result = ResizeFilterLeadTool2(&target, option, flag);
-    if (result == QV_OK && &target == &temporary) result = Copy(temporary);
+    if (result == QV_OK && &target == &temporary) takeOver(temporary);
     return result;
 }
 
-ULONG CQVDIB::ResizeFilterLeadTool2(CQVDIB* dst, int option, int flag) {
+ULONG CQVDIB::ResizeFilterLeadTool2(CQVDIB* dst, int option, int) {
     QV_TRACE("CQVDIB");
     if (!header_ || !dst || !dst->header_ || dst == this) return QV_FAILED;
     const auto place = qv::fixedPlace(GetDimensions(), dst->GetDimensions(), GetBitCount(), option);
-    return place ? ResizeFilterLeadTool2Core(dst, place->part, flag) : QV_FAILED;
+    return place ? ResizeFilterLeadTool2Core(dst, place->part) : QV_FAILED;
 }
 
 // The result is a new block with a handle, cleared outside `part`; the source moves into such a block too,
 // which is visible from outside (DibResize.TheSmoothFilterMovesTheSource).
-ULONG CQVDIB::ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part, int) {
-    if (!hasAllRows() || qv::isRunLength(*header_) || RemapToGlobalMemoryAddress() != QV_OK) return QV_FAILED;
+ULONG CQVDIB::ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part) {
+    if (!hasAllRows() || RemapToGlobalMemoryAddress() != QV_OK) return QV_FAILED;
     const CSize size = dst->GetDimensions();
     CQVDIB made;
     if (!made.makePixels(size, GetBitCount())) return QV_FAILED;
@@ -174,9 +171,8 @@ ULONG CQVDIB::ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part, int) {
         std::memcpy(to, band.bits_ + std::int64_t{row} * band.GetLineBytes(), bytes);
     }
     if (made.RemapToGlobalMemoryAddress() != QV_OK) return QV_FAILED;
-    const HGLOBAL block = std::exchange(made.globalHandle_, nullptr);
-    made.headerOwner_ = kHeaderBorrowed;
-    return dst->AttachMemory(made.header_, 1, block) ? QV_OK : QV_FAILED;
+    dst->takeOver(made);
+    return QV_OK;
 }
 
 void CQVDIB::copyFormat(const CQVDIB& source) {

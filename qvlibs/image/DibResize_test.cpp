@@ -147,6 +147,8 @@ TEST(DibResize, FixedTableFillsWhatItIsGiven) {
     std::memset(wide.GetBitsAddress(), 5, 200 * 50);
     EXPECT_EQ(wide.ResizeFilter2(&eight, 4), 0u);
     EXPECT_EQ(eight.GetBitsAddress()[160 * 120 - 1], 5);
+    wide.GetBitmapInfoAddress()->biCompression = BI_RLE8;
+    EXPECT_EQ(wide.ResizeFilter2(&eight, 4), 1u);
 }
 
 TEST(DibResize, TheSmoothFilterMovesTheSource) {

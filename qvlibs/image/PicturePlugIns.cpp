@@ -23,7 +23,7 @@ const std::vector<std::unique_ptr<CPluginInfo>>& PicturePlugIns::codecs() {
 const std::vector<std::unique_ptr<CPbPluginInfo>>& PicturePlugIns::photos() {
     if (photosListed_) return photos_;
     photosListed_ = true;
-    if (photoLevel & 1) listPhotos("*.pbp");
+    listPhotos("*.pbp");
     return photos_;
 }
 

@@ -2,6 +2,7 @@
 // The lists are filled on first use, in the order of the registries, and belong to the object.
 #pragma once
 
+#include "qvlibs/framework/Status.h"
 #include "qvlibs/plugins/PluginInfo.h"
 #include "qvlibs/plugins/PropertyRegistry.h"
 
@@ -15,7 +16,6 @@ public:
     // Which codecs are listed: bit 0 "*.pcp", bit 1 "*.pdp" and "*.vcp", bit 2 "*.vcp". With bits 1 and 2
     // movie codecs are listed twice, on purpose. A change after the first use has no effect.
     int level = 1;
-    int photoLevel = 1; // bit 0: property plug-ins are listed
 
     const std::vector<std::unique_ptr<CPluginInfo>>& codecs();
     const std::vector<std::unique_ptr<CPbPluginInfo>>& photos();
@@ -29,7 +29,7 @@ public:
     // takes; the last status otherwise, failure when no plug-in supports the file.
     template <class IsEnd, class Work>
     LONG walkPhotos(const char* path, IsEnd isEnd, Work work) {
-        LONG status = static_cast<LONG>(0x80004005u);
+        LONG status = QV_E_FAIL;
         for (const auto& plugIn : photos()) {
             int supported = 0;
             if (plugIn->IsSupported(path, &supported) != 0 || !supported) continue;

@@ -17,6 +17,7 @@ QVLIBS_API std::uint64_t pixelLimit();
 
 // Bytes of all rows of a picture, each row padded to 4 bytes. Nothing for negative sizes, bit counts outside
 // 0 to 65535, and pictures above the limit, for which empty rows count 4 bytes.
-[[nodiscard]] std::optional<std::uint32_t> pixelBytes(std::int64_t width, std::int64_t height, int bitCount);
+[[nodiscard]] QVLIBS_API std::optional<std::uint32_t> pixelBytes(std::int64_t width, std::int64_t height,
+                                                                 int bitCount);
 
 } // namespace qv

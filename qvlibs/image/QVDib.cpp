@@ -46,7 +46,7 @@ std::uint64_t CQVDIB::pixelRoom() const {
 }
 
 bool CQVDIB::hasAllRows() const {
-    if (!bits_ || !header_) return false;
+    if (!bits_ || !header_ || qv::isRunLength(*header_)) return false;
     const auto rows = qv::pixelBytes(header_->biWidth, header_->biHeight, header_->biBitCount);
     return rows && *rows <= pixelRoom();
 }

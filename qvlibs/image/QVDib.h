@@ -91,8 +91,8 @@ public:
     int GetWidth() const;
     int GetHeight() const;
     int GetBitCount() const;
-    ULONG GetSizeImage() const { return imageSize_; }
-    ULONG GetSizeHeader() const; // with the table
+    ULONG GetSizeImage() const { return imageSize_; } // bytes of pixels
+    ULONG GetSizeHeader() const;                      // with the table
     unsigned char* GetBitsAddress() const { return bits_; }
     BITMAPINFOHEADER* GetBitmapInfoAddress() const { return header_; }
     // Bytes of a row; 0 without header.
@@ -128,8 +128,8 @@ public:
     HBITMAP CreateSection(CWnd* window);
     // A bitmap of the surface's kind; the caller's, to delete. Null without pixels.
     HBITMAP CreateBitmap(CDC* dc);
-    // Makes a 4- or 8-bit image run-length compressed, or plain again. 1 done; 0 for other depths and images
-    // with a section, which stay as they are.
+    // Makes a 4- or 8-bit image run-length compressed, or plain again. 1 done; 0 for other depths and for images
+    // with a section, without pixels or without a table, which stay as they are.
     int Compress(CDC* dc, int compress);
 
     // Onto a surface, stretched or in the image's own size. 1 done; 0 without header, or (unstretched)
@@ -149,8 +149,8 @@ public:
     // Resizes to `size` with the shape and fit that types and option ask for (0 stretch, -1 fill, all others
     // fit); the depth stays. Without `dst` the image itself becomes the result. `method` is not looked at:
     // this is always the smooth engine, or the own sampler for depths other than 24. 0 done, or nothing asked
-    // with a size of (0, 0); 1 without header or pixels, for depths below 8 bits and sizes that do not fit
-    // their types, a given `dst` then being empty.
+    // with a size of (0, 0); 1 without header or pixels, for run-length pictures, depths below 8 bits and sizes
+    // that do not fit their types, a given `dst` then being empty.
     ULONG ResizeFilter(CSize size, CQVDIB* dst, int option, DIB_TYPE srcType, DIB_TYPE dstType,
                        RESIZE_METHOD method);
     // Resizes into the pixels that `dst` has, by the own sampler; where to is a table for video sizes.
@@ -170,7 +170,7 @@ public:
     //                the result replaces the source, whose buffer must be as large. Where rows are padded a
     //                part near the end of the buffer may stay at its start.
     //   Mainconcept  rows from the lowest; the rest is cleared; flag 0 Lanczos, else linear
-    // 0 done, 1 for missing buffers and rectangles that are not inside. Methods 3 and 4 are LeadTool, 7 and 8
+    // 0 done, 1 for missing buffers, rectangles that are not inside and sides above 262,144 pixels. Methods 3 and 4 are LeadTool, 7 and 8
     // Mainconcept, all others IPPI24. The buffers must not overlap.
     static ULONG DirectResize(RESIZE_METHOD method, unsigned char* src, SIZE srcSize, RECT srcRect,
                               unsigned char* dst, SIZE dstSize, RECT dstRect, int flag);
@@ -184,11 +184,12 @@ public:
     // Filters work on the image itself when `dst` is null (or this image), else the result goes to `dst` and
     // the image stays as it is, but for StillFilter.
 
-    // To 24 bits, the only depth that is taken. 0 done; 1 for other depths, run-length pictures, no header.
+    // To 24 bits, the only depth that is taken. 0 done, also where a 24-bit image is its own result; 1 for other
+    // depths, run-length pictures, no header or pixels.
     ULONG RecolorFilter(int bitCount, CQVDIB* dst);
     // Cuts out a rectangle, right and bottom included, rows from the top; the result has 24 bits. 0 done,
-    // 0x80070057 for a rectangle that is not inside, 0x81000003 without header. A `dst` that has the right
-    // size and depth keeps its memory.
+    // 0x80070057 for a rectangle that is not inside, 0x81000003 without header, 0x80004005 without pixels.
+    // A `dst` that has the right size and depth keeps its memory.
     LONG TrimmingFilter(RECT rect, CQVDIB* dst);
     // Turns clockwise by 0, 90, 180, 270 or -90 degrees; the result has 24 bits unless the angle is refused.
     // `flag` is not used. 0 done, 0x80070057 for other angles, 0x80004005 without header or pixels.
@@ -236,7 +237,7 @@ public:
     static ULONG ErrorMessageBox(LONG status);
 
     // Becomes a movie's frame at the given size, fitted by its shape: 1 done; 0 when the movie cannot be
-    // opened, the frame cannot be read (nor the next one), or the size is refused.
+    // opened, the frame cannot be read (nor the next one), or the size is refused or does not fit the shape.
     int ReadDIB(const char* moviePath, LONG frame, CSize size);
     // Picture files of every kind that is installed. ".bmp" is built in (any case; ".dib" is not); for all
     // other names the first codec plug-in that says the file is its kind decides, and no other is tried when
@@ -332,7 +333,7 @@ private:
     bool writeStored(IStream* stream);
     // A new image of this size with pixels that are not filled; false, and empty, when it cannot be made.
     [[nodiscard]] bool makePixels(CSize size, int bitCount);
-    // Becomes the size and depth of `from` and owns its pixels, which must be its own.
+    // Becomes the picture that `from` was; its pixels must be its own or in its block.
     void takeOver(CQVDIB& from);
     // Table and compression of a picture of the same depth.
     void copyFormat(const CQVDIB& source);
@@ -341,12 +342,13 @@ private:
     ULONG ResizeFilterSR2(CQVDIB* dst, DIB_TYPE srcType, DIB_TYPE dstType, RESIZE_OPTION option,
                           RESIZE_METHOD method);
     ULONG ResizeFilter2Core(CQVDIB* dst, RECT part) const;
-    ULONG ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part, int flag);
+    ULONG ResizeFilterLeadTool2Core(CQVDIB* dst, RECT part);
     LONG RotationFilterCore(int angle, ULONG flag, CQVDIB* dst);
     template <class RowFilter>
     void filterRows(RowFilter filter);
     bool compressThrough(CDC& dc, bool compress);
-    // Bytes that may be touched at the pixels' address; whether all rows of the header lie in them.
+    // Bytes that may be touched at the pixels' address; whether all rows of the header lie in them, each where
+    // its number says.
     std::uint64_t pixelRoom() const;
     bool hasAllRows() const;
     friend QVLIBS_API ULONG QVTLInterToNoninter(CQVDIB* image, WORD mode);

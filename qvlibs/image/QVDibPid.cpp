@@ -36,15 +36,13 @@ ULONG platformError(int error) {
     return 31; // a device that does not work
 }
 
-bool readBmpHeaders(CFile& file, BITMAPINFOHEADER& info) {
+std::optional<qv::BmpStart> bmpStartOf(const char* path) {
+    CFile file;
+    if (!file.Open(path, CFile::modeRead | CFile::shareDenyNone)) return {};
     try {
-        BYTE bytes[qv::kBmpFileHeaderSize + sizeof info];
-        if (file.Read(bytes, sizeof bytes) != sizeof bytes || bytes[0] != 'B' || bytes[1] != 'M')
-            return false;
-        std::memcpy(&info, bytes + qv::kBmpFileHeaderSize, sizeof info);
-        return true;
+        return qv::readBmpStart(file);
     } catch (const CFileException&) {
-        return false;
+        return {};
     }
 }
 
@@ -153,10 +151,8 @@ int CQVDIB::Investigate(const char* path) {
 
 int CQVDIB::IsLocalSupported(const char* path) {
     QV_TRACE("CQVDIB");
-    CFile file;
-    BITMAPINFOHEADER info{};
-    if (!isBmp(path) || !file.Open(path, CFile::modeRead | CFile::shareDenyNone)) return 0;
-    return readBmpHeaders(file, info) && info.biCompression == BI_RGB ? 1 : 0;
+    const auto start = isBmp(path) ? bmpStartOf(path) : std::nullopt;
+    return start && start->header.biCompression == BI_RGB ? 1 : 0;
 }
 
 int CQVDIB::IsPluginSupported(const char* path) {
@@ -176,9 +172,9 @@ ULONG CQVDIB::GetInfo(const char* path, BITMAPINFOHEADER* info, CString& descrip
     QV_TRACE("CQVDIB");
     if (!info) return QV_FAILED;
     if (isBmp(path)) {
-        CFile file;
-        if (!file.Open(path, CFile::modeRead | CFile::shareDenyNone) || !readBmpHeaders(file, *info))
-            return QV_FAILED;
+        const auto start = bmpStartOf(path);
+        if (!start) return QV_FAILED;
+        *info = start->header;
         description = qv::resourceText(kBmpDescription);
         return QV_OK;
     }

@@ -8,7 +8,7 @@
 
 namespace qv {
 
-class RowReader {
+class QVLIBS_API RowReader {
 public:
     // The picture must outlive the reader.
     explicit RowReader(const DibView& dib);

@@ -1,4 +1,5 @@
 // CQVDIB::ReadDIB: a picture out of a movie.
+#include "qvlibs/framework/Status.h"
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/image/PixelLimit.h"
 #include "qvlibs/image/QVDib.h"
@@ -17,8 +18,8 @@ int CQVDIB::ReadDIB(const char* moviePath, LONG frame, CSize size) {
     constexpr DWORD kFrameRoom = 1244160; // 720 x 576 pixels of 3 bytes: decoders may count on it
     std::vector<unsigned char> decoded(std::max(kFrameRoom, *bytes));
     if (!movie.GetNonCompressedStream(frame, decoded.data(), 0)) return 0;
-    if (!makePixels(size, 24)) return 0;
     const DIB_TYPE type = movie.GetDIBType(frame);
-    CAVIFile::ResizeFilter(&source, decoded.data(), header_, bits_, type, type);
-    return 1;
+    CQVDIB picture;
+    picture.Attach(decoded.data(), &source, 1);
+    return picture.ResizeFilter(size, this, RESIZE_OPTION_FIT, type, type, RESIZE_METHOD_DEFAULT) == QV_OK;
 }

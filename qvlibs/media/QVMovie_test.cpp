@@ -123,4 +123,6 @@ TEST(QVMovie, APictureOutOfAMovie) {
     EXPECT_EQ(picture.GetPixel(16, 2), 0u) << "fitted, with bars";
     EXPECT_EQ(picture.ReadDIB("nowhere", 0, {32, 32}), 0);
     EXPECT_EQ(picture.ReadDIB(path.c_str(), 0, {-1, 32}), 0);
+    EXPECT_EQ(picture.ReadDIB(movieFile(64, 32, "MJPG", "GetVideoParam.dibType=7\n").c_str(), 0, {32, 32}), 0)
+        << "its frames are lower than the type says";
 }

@@ -118,8 +118,8 @@ I16 interleaveUpper(V a, V b) {
     return hn::BitCast(d16, hn::InterleaveUpper(d, hn::BitCast(d, a), hn::BitCast(d, b)));
 }
 
-// Turns kBytes columns of a band: row r at from + r * step, in the order that filterRows leaves; column c at
-// to + c * kRows.
+// Turns kBytes columns of a band: row r at from + r * step, in the order that the first pass leaves, becomes
+// column c at to + c * kRows.
 void turnIn(const std::int16_t* from, std::ptrdiff_t step, std::int16_t* to) {
     for (int piece = 0; piece < kBytes / kPiece; ++piece) {
         const std::int16_t* at = from + (piece % 2) * (kBytes / 2) + (piece / 2) * kPiece;

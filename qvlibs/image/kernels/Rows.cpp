@@ -152,8 +152,7 @@ void storeTile(Block words, std::uint8_t* to, bool more) {
     }
 }
 
-// Source columns become destination rows. The destination's row y is source column `column(y)`, read down
-// (clockwise: up) from `row(x)`.
+// Source columns become destination rows, each read down (clockwise: up).
 struct QuarterTurn {
     const ConstPixelView& src;
     const PixelView& dst;
