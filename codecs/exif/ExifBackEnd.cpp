@@ -5,21 +5,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 #include <string>
 
 #include <exiv2/exiv2.hpp>
 #include <exiv2/webpimage.hpp>
 
-#include <sys/stat.h>
-
 namespace qv::codec {
 namespace {
 
-constexpr int32_t kDone = 0;
-constexpr int32_t kFailed = static_cast<int32_t>(0x80004005u);
-constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
 constexpr const char* kOrientation = "Exif.Image.Orientation";
 constexpr const char* kDateTime = "Exif.Photo.DateTimeOriginal";
 constexpr size_t kLargestFile = size_t{1} << 30;
@@ -54,8 +48,6 @@ int32_t withPicture(const char* path, Work work) {
         const auto image = Exiv2::ImageFactory::open(file);
         image->readMetadata();
         return work(*image);
-    } catch (const std::exception&) {
-        return kFailed;
     } catch (...) {
         return kFailed;
     }

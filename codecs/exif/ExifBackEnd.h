@@ -16,6 +16,10 @@ struct ExifBackEnd {
     int32_t (*copyProperties)(const char* from, const char* to, uint16_t orientation);
 };
 
+constexpr int32_t kDone = 0;
+constexpr int32_t kFailed = static_cast<int32_t>(0x80004005u);
+constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
+
 constexpr const char* kExifBackEndEntry = "qvExifBackEnd";
 
 } // namespace qv::codec

@@ -7,16 +7,20 @@
 
 #include <string_view>
 
+using qv::codec::ExifBackEnd;
+using qv::codec::kFailed;
+using qv::codec::kInvalidArgument;
+
 namespace {
 
-constexpr int32_t kFailed = static_cast<int32_t>(0x80004005u);
-constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
 constexpr const char* kExtensions[] = {"jpg", "jpeg", "jpe", "jfif", "tif", "tiff", "png", "webp"};
 
-const qv::codec::ExifBackEnd* backEnd() {
-    static const auto* const table = static_cast<const qv::codec::ExifBackEnd*>(
+// Calls a function of the back end.
+template <class... Parameters, class... Arguments>
+int32_t ask(int32_t (*ExifBackEnd::*function)(Parameters...), Arguments... arguments) {
+    static const auto* const backEnd = static_cast<const ExifBackEnd*>(
         qv::codec::openBackEnd("exif.backend.so", qv::codec::kExifBackEndEntry));
-    return table;
+    return backEnd ? (backEnd->*function)(arguments...) : kFailed;
 }
 
 bool isPicture(const char* path) {
@@ -44,53 +48,39 @@ QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
 }
 
 QV_PLUGIN_EXPORT int32_t IsExifFile(const char* path, int* isExif) {
-    if (!path || !isExif) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->isExif(path, isExif) : kFailed;
+    return path && isExif ? ask(&ExifBackEnd::isExif, path, isExif) : kInvalidArgument;
 }
 
 QV_PLUGIN_EXPORT int32_t GetOrientation(const char* path, int* orientation, int* second, int) {
-    if (!path || !orientation) return kInvalidArgument;
     int degrees = 0;
-    const auto* table = backEnd();
-    const int32_t status = table ? table->getOrientation(path, orientation, &degrees) : kFailed;
-    if (second) *second = degrees;
-    return status;
+    if (!path || !orientation) return kInvalidArgument;
+    return ask(&ExifBackEnd::getOrientation, path, orientation, second ? second : &degrees);
 }
 
 QV_PLUGIN_EXPORT int32_t SetOrientation(const char* path, const char* target, uint16_t orientation, int) {
     if (!path || !target || orientation < 1 || orientation > 8) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->setOrientation(path, target, orientation) : kFailed;
+    return ask(&ExifBackEnd::setOrientation, path, target, orientation);
 }
 
 QV_PLUGIN_EXPORT int32_t SetDateTimeOriginal(const char* path, const QVDATETIME* time) {
-    if (!path || !time) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->setDateTime(path, time) : kFailed;
+    return path && time ? ask(&ExifBackEnd::setDateTime, path, time) : kInvalidArgument;
 }
 
 QV_PLUGIN_EXPORT int32_t GetDateTimeOriginal(const char* path, QVDATETIME* time) {
-    if (!path || !time) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->getDateTime(path, time) : kFailed;
+    return path && time ? ask(&ExifBackEnd::getDateTime, path, time) : kInvalidArgument;
 }
 
 QV_PLUGIN_EXPORT int32_t GetCamera(const char* path, char* text, int32_t size) {
-    if (!path || !text || size < 1) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->getCamera(path, text, size) : kFailed;
+    return path && text && size >= 1 ? ask(&ExifBackEnd::getCamera, path, text, size) : kInvalidArgument;
 }
 
 QV_PLUGIN_EXPORT int32_t GetMakerNoteValue(const char* path, QVMAKERNOTESINK* sink) {
     if (!path || !sink || sink->size < sizeof *sink) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->getMakerNote(path, sink) : kFailed;
+    return ask(&ExifBackEnd::getMakerNote, path, sink);
 }
 
 QV_PLUGIN_EXPORT int32_t CopyProperties(const char* from, const char* to, uint16_t orientation) {
     if (!from || !to || orientation > 8) return kInvalidArgument;
-    const auto* table = backEnd();
-    return table ? table->copyProperties(from, to, orientation) : kFailed;
+    return ask(&ExifBackEnd::copyProperties, from, to, orientation);
 }
 }

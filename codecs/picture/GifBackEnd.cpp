@@ -42,9 +42,14 @@ bool findPicture(GifFileType* gif, int& transparent) {
     }
 }
 
+// Null for a file without any: it is a gray one.
+const ColorMapObject* coloursOf(const GifFileType& gif) {
+    return gif.Image.ColorMap ? gif.Image.ColorMap : gif.SColorMap;
+}
+
 bool readPicture(GifFileType* gif, int transparent, NewPicture& picture) {
     const GifImageDesc& place = gif->Image;
-    const ColorMapObject* colours = place.ColorMap ? place.ColorMap : gif->SColorMap;
+    const ColorMapObject* colours = coloursOf(*gif);
     if (place.Width < 1 || place.Height < 1) return false;
     // Where the canvas shows nothing.
     for (int y = 0; y < picture.height(); ++y)
@@ -63,7 +68,6 @@ bool readPicture(GifFileType* gif, int transparent, NewPicture& picture) {
             for (int i = 0; i < width; ++i) {
                 const GifPixelType index = line[static_cast<size_t>(i)];
                 if (index == transparent || (colours && index >= colours->ColorCount)) continue;
-                // A file without any colours is a gray one.
                 const GifColorType colour =
                     colours ? colours->Colors[index] : GifColorType{index, index, index};
                 uint8_t* pixel = out + 3 * (place.Left + i);
@@ -76,24 +80,31 @@ bool readPicture(GifFileType* gif, int transparent, NewPicture& picture) {
     return true;
 }
 
+// Writers leave the canvas at nothing now and then; the picture's own place counts then.
+int canvasWidth(const GifFileType& gif) {
+    return gif.SWidth > 0 ? gif.SWidth : gif.Image.Left + gif.Image.Width;
+}
+int canvasHeight(const GifFileType& gif) {
+    return gif.SHeight > 0 ? gif.SHeight : gif.Image.Top + gif.Image.Height;
+}
+
 void* decode(const char* path, WantedSize) {
     const GifReader gif(DGifOpenFileName(path, nullptr));
     int transparent = -1;
     if (!gif || !findPicture(gif.get(), transparent)) return nullptr;
-    // Writers leave the canvas at nothing now and then; the picture's own place counts then.
-    const int width = gif->SWidth > 0 ? gif->SWidth : gif->Image.Left + gif->Image.Width;
-    const int height = gif->SHeight > 0 ? gif->SHeight : gif->Image.Top + gif->Image.Height;
-    NewPicture picture(width, height);
+    NewPicture picture(canvasWidth(*gif), canvasHeight(*gif));
     if (!picture.isOpen() || !readPicture(gif.get(), transparent, picture)) return nullptr;
     return picture.take();
 }
 
 uint32_t info(const char* path, QVPICTUREINFO* info) {
     const GifReader gif(DGifOpenFileName(path, nullptr));
-    if (!gif) return QV_PLUGIN_FAILED;
-    info->width = gif->SWidth;
-    info->height = gif->SHeight;
-    info->bitCount = gif->SColorMap ? gif->SColorMap->BitsPerPixel : 8;
+    int transparent = -1;
+    if (!gif || !findPicture(gif.get(), transparent)) return QV_PLUGIN_FAILED;
+    info->width = canvasWidth(*gif);
+    info->height = canvasHeight(*gif);
+    const ColorMapObject* colours = coloursOf(*gif);
+    info->bitCount = colours ? colours->BitsPerPixel : 8;
     std::snprintf(info->format, sizeof info->format, "GIF %d colours", 1 << info->bitCount);
     return QV_PLUGIN_OK;
 }
@@ -107,7 +118,7 @@ struct Quantized {
     std::unique_ptr<ColorMapObject, decltype(&GifFreeMapObject)> colours{nullptr, &GifFreeMapObject};
 };
 
-bool quantize(const GivenPicture& picture, int wanted, Quantized& result) {
+bool quantize(GivenPicture& picture, int wanted, Quantized& result) {
     const size_t count = static_cast<size_t>(picture.width()) * static_cast<size_t>(picture.height());
     std::vector<GifByteType> planes[3];
     for (auto& plane : planes) plane.resize(count);
@@ -129,7 +140,7 @@ bool quantize(const GivenPicture& picture, int wanted, Quantized& result) {
 }
 
 uint32_t encode(void* block, const char* path, int32_t option1, int32_t) {
-    const GivenPicture picture(block);
+    GivenPicture picture(block);
     if (!picture.isOpen() || picture.width() > 65535 || picture.height() > 65535) return QV_PLUGIN_FAILED;
     if (option1 < 0 || option1 == 1 || option1 > 256) return QV_PLUGIN_FAILED;
     Quantized quantized;

@@ -94,7 +94,7 @@ uint32_t info(const char* path, QVPICTUREINFO* info) {
     return QV_PLUGIN_OK;
 }
 
-Image rgbImage(const GivenPicture& given) {
+Image rgbImage(GivenPicture& given) {
     heif_image* image = nullptr;
     if (heif_image_create(given.width(), given.height(), heif_colorspace_RGB, heif_chroma_interleaved_RGB,
                           &image)
@@ -116,7 +116,7 @@ bool isAvifName(const char* path) {
 }
 
 uint32_t encode(void* block, const char* path, int32_t option1, int32_t option2) {
-    const GivenPicture given(block);
+    GivenPicture given(block);
     if (!given.isOpen() || option1 < 0 || option1 > 100 || option2 < 0 || option2 > 1)
         return QV_PLUGIN_FAILED;
     const Context context(heif_context_alloc(), &heif_context_free);

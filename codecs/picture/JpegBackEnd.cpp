@@ -10,7 +10,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <memory>
 
 #include <jpeglib.h>
@@ -167,6 +167,10 @@ uint32_t info(const char* path, QVPICTUREINFO* info) {
     return QV_PLUGIN_OK;
 }
 
+UINT16 dotsAnInch(LONG pixelsAMeter) {
+    return static_cast<UINT16>(std::clamp(std::lround(pixelsAMeter * 0.0254), 1L, 65535L));
+}
+
 struct Encoder {
     Errors errors;
     jpeg_compress_struct codec;
@@ -197,8 +201,8 @@ bool Encoder::run(const GivenPicture& picture, int quality, bool fullColour) {
     if (fullColour && !gray) codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = 1;
     if (picture.header().biXPelsPerMeter > 0 && picture.header().biYPelsPerMeter > 0) {
         codec.density_unit = 1;
-        codec.X_density = static_cast<UINT16>(std::lround(picture.header().biXPelsPerMeter * 0.0254));
-        codec.Y_density = static_cast<UINT16>(std::lround(picture.header().biYPelsPerMeter * 0.0254));
+        codec.X_density = dotsAnInch(picture.header().biXPelsPerMeter);
+        codec.Y_density = dotsAnInch(picture.header().biYPelsPerMeter);
     }
     jpeg_start_compress(&codec, TRUE);
     line.resize(size_t{3} * codec.image_width);

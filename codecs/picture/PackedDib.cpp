@@ -1,12 +1,13 @@
 #include "codecs/picture/PackedDib.h"
 
+#include "qvlibs/framework/OpenWithoutWaiting.h"
+#include "qvlibs/image/DibLayout.h"
 #include "qvlibs/image/MaxDecodeSize.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,8 +19,6 @@ namespace qv::codec {
 namespace {
 
 constexpr int64_t kLongestSide = 65535;
-
-size_t lineBytesOf(int64_t width, int bits) { return static_cast<size_t>((width * bits + 31) / 32 * 4); }
 
 // value * alpha + 255 * (255 - alpha), divided by 255 with rounding.
 uint8_t overWhite(unsigned value, unsigned alpha) {
@@ -66,7 +65,7 @@ void blendOverWhite(const uint8_t* bgra, uint8_t* bgr, int width) {
 
 NewPicture::NewPicture(int64_t width, int64_t height) {
     if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide) return;
-    lineBytes_ = lineBytesOf(width, 24);
+    lineBytes_ = static_cast<size_t>(dibLineBytes(width, 24));
     const size_t size = sizeof(BITMAPINFOHEADER) + lineBytes_ * static_cast<size_t>(height);
     if (size > QVTLGetMaxDecodeSize()) return;
     block_ = GlobalAlloc(GMEM_MOVEABLE, size); // decoders fill every row, or the picture is not handed out
@@ -112,80 +111,44 @@ GivenPicture::GivenPicture(void* block) : block_(static_cast<HGLOBAL>(block)) {
     const bool known = bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
     if (!known || header->biWidth < 1 || header->biHeight < 1) return;
     if (header->biCompression != BI_RGB && header->biCompression != BI_BITFIELDS) return;
-    // The same count that the image buffer keeps: what the header says, else by depth, three masks for 16
-    // and 32.
-    const uint64_t entries = header->biClrUsed ? header->biClrUsed
-                             : bits <= 8       ? 1u << bits
-                             : bits == 24      ? 0
-                                               : 3;
-    lineBytes_ = lineBytesOf(header->biWidth, bits);
-    const uint64_t needed = sizeof(BITMAPINFOHEADER) + entries * sizeof(RGBQUAD) +
-                            static_cast<uint64_t>(lineBytes_) * static_cast<uint64_t>(header->biHeight);
-    if (needed > size) return;
-    table_ = reinterpret_cast<const RGBQUAD*>(bytes + sizeof(BITMAPINFOHEADER));
-    tableSize_ = static_cast<int>(std::min<uint64_t>(entries, 256));
-    bits_ = bytes + sizeof(BITMAPINFOHEADER) + entries * sizeof(RGBQUAD);
-    header_ = header;
+    // The same count that the image buffer keeps.
+    const uint64_t colors = colorCount(header->biClrUsed, bits);
+    if (colors > kMaxColors) return;
+    const uint64_t before = sizeof(BITMAPINFOHEADER) + colors * sizeof(RGBQUAD);
+    const auto pixels =
+        static_cast<uint64_t>(dibLineBytes(header->biWidth, bits)) * static_cast<uint64_t>(header->biHeight);
+    if (before + pixels > size) return;
+    view_ = {header,
+             {reinterpret_cast<const RGBQUAD*>(bytes + sizeof(BITMAPINFOHEADER)), colors},
+             {bytes + before, pixels}};
+    rows_.emplace(view_);
 }
 
 GivenPicture::~GivenPicture() { GlobalUnlock(block_); }
 
 bool GivenPicture::isGray() const {
-    return header_->biBitCount == 8 && std::all_of(table_, table_ + tableSize_, [](const RGBQUAD& entry) {
+    return header().biBitCount == 8 &&
+           std::all_of(view_.table.begin(), view_.table.end(), [](const RGBQUAD& entry) {
                return entry.rgbRed == entry.rgbGreen && entry.rgbGreen == entry.rgbBlue;
            });
 }
 
-void GivenPicture::expand(int y, uint8_t* out, int redAt) const {
-    const uint8_t* in = raw(y);
-    const int blueAt = 2 - redAt;
-    const auto put = [&](int x, uint8_t red, uint8_t green, uint8_t blue) {
-        out[3 * x + redAt] = red;
-        out[3 * x + 1] = green;
-        out[3 * x + blueAt] = blue;
-    };
-    const int bits = header_->biBitCount;
-    if (bits <= 8) {
-        const int perByte = 8 / bits;
-        const int mask = (1 << bits) - 1;
-        for (int x = 0; x < width(); ++x) {
-            const int index = in[x / perByte] >> (bits * (perByte - 1 - x % perByte)) & mask;
-            const RGBQUAD entry = index < tableSize_ ? table_[index] : RGBQUAD{};
-            put(x, entry.rgbRed, entry.rgbGreen, entry.rgbBlue);
-        }
-    } else if (bits == 16) {
-        DWORD green = 0x03E0;
-        if (header_->biCompression == BI_BITFIELDS) std::memcpy(&green, &table_[1], 4);
-        const bool six = green == 0x07E0;
-        for (int x = 0; x < width(); ++x) {
-            const unsigned word = in[2 * x] | in[2 * x + 1] << 8;
-            const auto red = static_cast<uint8_t>((six ? word >> 8 : word >> 7) & 0xF8);
-            const auto middle = static_cast<uint8_t>(six ? (word >> 3) & 0xFC : (word >> 2) & 0xF8);
-            put(x, red, middle, static_cast<uint8_t>(word << 3 & 0xF8));
-        }
-    } else {
-        const int step = bits / 8;
-        for (int x = 0; x < width(); ++x) put(x, in[step * x + 2], in[step * x + 1], in[step * x]);
-    }
-}
-
-void GivenPicture::rowRgb(int y, uint8_t* rgb) const {
-    if (header_->biBitCount == 24)
-        swapRedBlue(raw(y), rgb, static_cast<size_t>(width()));
-    else
-        expand(y, rgb, 0);
-}
-
 const uint8_t* GivenPicture::rowBgr(int y, uint8_t* scratch) const {
-    if (header_->biBitCount == 24) return raw(y);
-    expand(y, scratch, 2);
+    if (header().biBitCount == 24)
+        return &view_.bits[static_cast<size_t>((height() - 1 - y) * dibLineBytes(width(), 24))];
+    rows_->read(y, 0, width(), scratch);
     return scratch;
+}
+
+void GivenPicture::rowRgb(int y, uint8_t* rgb) {
+    line_.resize(size_t{3} * static_cast<size_t>(width()));
+    swapRedBlue(rowBgr(y, line_.data()), rgb, static_cast<size_t>(width()));
 }
 
 std::vector<uint8_t> readWholeFile(const char* path) {
     constexpr int64_t kLargest = int64_t{1} << 30;
     std::vector<uint8_t> bytes;
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+    const int file = openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return bytes;
     struct stat status {};
     if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= kLargest) {

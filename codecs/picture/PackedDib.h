@@ -3,10 +3,12 @@
 #pragma once
 
 #include "qvlibs/framework/MediaHeaders.h"
+#include "qvlibs/image/RowReader.h"
 #include "qvlibs/platform/GlobalMemory.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -52,30 +54,22 @@ public:
     GivenPicture(const GivenPicture&) = delete;
     GivenPicture& operator=(const GivenPicture&) = delete;
 
-    bool isOpen() const { return header_ != nullptr; }
-    const BITMAPINFOHEADER& header() const { return *header_; }
-    int width() const { return header_->biWidth; }
-    int height() const { return header_->biHeight; }
+    bool isOpen() const { return rows_.has_value(); }
+    const BITMAPINFOHEADER& header() const { return *view_.header; }
+    int width() const { return header().biWidth; }
+    int height() const { return header().biHeight; }
     bool isGray() const; // 8 bits with a table of nothing but grays
-    // Row `y` from the top as it lies there.
-    const uint8_t* raw(int y) const { return bits_ + static_cast<size_t>(height() - 1 - y) * lineBytes_; }
-    const RGBQUAD* table() const { return table_; }
-    int tableSize() const { return tableSize_; }
     // Row `y` from the top as R, G, B bytes.
-    void rowRgb(int y, uint8_t* rgb) const;
+    void rowRgb(int y, uint8_t* rgb);
     // Row `y` from the top as B, G, R bytes: in place where it lies so, else through `scratch` (3 bytes a
     // pixel).
     const uint8_t* rowBgr(int y, uint8_t* scratch) const;
 
 private:
-    void expand(int y, uint8_t* out, int redAt) const;
-
     HGLOBAL block_;
-    const BITMAPINFOHEADER* header_ = nullptr;
-    const RGBQUAD* table_ = nullptr;
-    int tableSize_ = 0;
-    const uint8_t* bits_ = nullptr;
-    size_t lineBytes_ = 0;
+    DibView view_;
+    std::optional<RowReader> rows_;
+    std::vector<uint8_t> line_;
 };
 
 // The whole file, or nothing when it cannot be read or is larger than 1 GiB.

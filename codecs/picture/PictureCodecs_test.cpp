@@ -12,6 +12,8 @@
 #include <sstream>
 
 #include <dlfcn.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 using qv::codec::GivenPicture;
@@ -71,7 +73,7 @@ HGLOBAL makePicture(int width, int height, unsigned seed = 1) {
 }
 
 std::string rgbOf(HGLOBAL block) {
-    const GivenPicture picture(block);
+    GivenPicture picture(block);
     std::string bytes(size_t{3} * static_cast<size_t>(picture.width() * picture.height()), '\0');
     for (int y = 0; y < picture.height(); ++y) {
         picture.rowRgb(
@@ -254,7 +256,52 @@ TEST(PictureCodecs, HugeSizesInSmallFilesAreRefusedBeforeMemoryIsTaken) {
     }
     qv::codec::NewPicture tooLarge(60000, 60000);
     EXPECT_FALSE(tooLarge.isOpen());
+    // The bytes of this header, its table and its rows are 2^64 + 40.
+    const HGLOBAL wrapping = GlobalAlloc(GHND, 40);
+    const BITMAPINFOHEADER header{40, INT32_MAX, INT32_MAX, 1, 32, BI_RGB, 0, 0, 0, UINT32_MAX, 0};
+    memcpy(GlobalLock(wrapping), &header, 40);
+    EXPECT_FALSE(GivenPicture(wrapping).isOpen());
+    GlobalFree(wrapping);
 }
+
+TEST(PictureCodecs, OddPicturesAndNoPictures) {
+    const fs::path folder = makeFolder("odd"), gif = folder / "a.gif", jpeg = folder / "a.jpg";
+    qv::codec::NewPicture made(64, 48);
+    memset(made.row(47), 0, 48 * made.lineBytes());
+    made.setResolution(9e6, 10);
+    const HGLOBAL picture = made.take();
+    ASSERT_EQ(Module("jpeg").encode(picture, jpeg), 0u);
+    const HGLOBAL back = Module("jpeg").decode(jpeg);
+    EXPECT_NEAR(GivenPicture(back).header().biXPelsPerMeter, 65535 / 0.0254, 1)
+        << "as fine as a JPEG can say";
+    EXPECT_NEAR(GivenPicture(back).header().biYPelsPerMeter, 1 / 0.0254, 1);
+    ASSERT_EQ(Module("gif").encode(picture, gif), 0u);
+    std::string bytes = readFile(gif);
+    writeFile(gif, bytes.replace(6, 4, 4, '\0')); // no canvas
+    QVPICTUREINFO info;
+    ASSERT_EQ(Module("gif").info(gif, info), 0u);
+    EXPECT_EQ(info.width, 64);
+    EXPECT_EQ(info.height, 48);
+    ASSERT_EQ(mkfifo((folder / "pipe.png").c_str(), 0600), 0);
+    EXPECT_FALSE(Module("png").isSupported(folder / "pipe.png")) << "it would be waited for";
+    GlobalFree(back);
+    GlobalFree(picture);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(PictureCodecs, WithoutMemoryAnEncodeFails) {
+    const fs::path path = makeFolder("memory") / "a.gif";
+    const HGLOBAL picture = makePicture(3000, 2000), small = makePicture(4, 4);
+    const Module gif("gif");
+    ASSERT_EQ(gif.encode(small, path), 0u); // maps the library
+    const auto pages = static_cast<rlim_t>(std::stoul(readFile("/proc/self/statm")));
+    const rlimit most{pages * 4096 + (8 << 20), RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &most), 0);
+    EXPECT_NE(gif.encode(picture, path), 0u);
+    GlobalFree(picture);
+    GlobalFree(small);
+}
+#endif
 
 TEST(PictureCodecs, AReducedDecodeStaysLargeEnough) {
     const Module module("jpeg");

@@ -3,18 +3,30 @@
 #include "codecs/common/BackEnd.h"
 #include "codecs/common/Extensions.h"
 #include "codecs/common/FileHead.h"
+#include "codecs/common/Tickets.h"
 #include "codecs/picture/PictureBackEnd.h"
 #include "codecs/picture/PictureFormat.h"
 #include "qvlibs/plugins/plugin_api.h"
+
+#include <cstring>
 
 using qv::codec::kPictureFormat;
 
 namespace {
 
-const qv::codec::PictureBackEnd* backEnd() {
-    static const auto* const table = static_cast<const qv::codec::PictureBackEnd*>(
+// Calls work(back end). Nothing thrown leaves the exports: a picture that asks for more memory than there is fails
+// like any other.
+template <class Result, class Work>
+Result withBackEnd(Result failure, Work work) {
+    static const auto* const backEnd = static_cast<const qv::codec::PictureBackEnd*>(
         qv::codec::openBackEnd(kPictureFormat.backEnd, qv::codec::kPictureBackEndEntry));
-    return table;
+    return backEnd ? qv::guarded(failure, [&] { return work(*backEnd); }) : failure;
+}
+
+void* decode(const char* path, qv::codec::WantedSize wanted) {
+    if (!path) return nullptr;
+    return withBackEnd(static_cast<void*>(nullptr),
+                       [=](const auto& backEnd) { return backEnd.decode(path, wanted); });
 }
 
 bool isMine(const char* path) {
@@ -37,25 +49,22 @@ QV_PLUGIN_EXPORT uint32_t IsSupported(const char* path, int* supported) {
     return QV_PLUGIN_OK;
 }
 
-QV_PLUGIN_EXPORT void* Decode(const char* path) {
-    const auto* table = path ? backEnd() : nullptr;
-    return table ? table->decode(path, {}) : nullptr;
-}
+QV_PLUGIN_EXPORT void* Decode(const char* path) { return decode(path, {}); }
 
 QV_PLUGIN_EXPORT void* DecodeAtLeast(const char* path, int32_t width, int32_t height) {
-    const auto* table = path ? backEnd() : nullptr;
-    return table ? table->decode(path, {width, height}) : nullptr;
+    return decode(path, {width, height});
 }
 
 QV_PLUGIN_EXPORT uint32_t GetStillImageInfo(const char* path, QVPICTUREINFO* info) {
-    const auto* table = path && info ? backEnd() : nullptr;
-    if (!table) return QV_PLUGIN_FAILED;
+    if (!path || !info) return QV_PLUGIN_FAILED;
     memset(info, 0, sizeof *info);
-    return table->info(path, info);
+    return withBackEnd(uint32_t{QV_PLUGIN_FAILED},
+                       [=](const auto& backEnd) { return backEnd.info(path, info); });
 }
 
 QV_PLUGIN_EXPORT uint32_t Encode(void* picture, const char* path, int32_t option1, int32_t option2) {
-    const auto* table = path && picture ? backEnd() : nullptr;
-    return table ? table->encode(picture, path, option1, option2) : uint32_t{QV_PLUGIN_FAILED};
+    if (!path || !picture) return QV_PLUGIN_FAILED;
+    return withBackEnd(uint32_t{QV_PLUGIN_FAILED},
+                       [=](const auto& backEnd) { return backEnd.encode(picture, path, option1, option2); });
 }
 }

@@ -6,7 +6,6 @@
 
 #include <csetjmp>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include <png.h>

@@ -9,12 +9,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include <tiffio.h>
-
-#include <unistd.h>
 
 namespace qv::codec {
 namespace {
@@ -39,15 +36,13 @@ TiffFile openTiff(const char* path, const char* mode) {
 
 struct Facts {
     uint32_t width = 0, height = 0;
-    uint16_t bits = 1, samples = 1, photometric = 0, planar = 0, orientation = 0, format = 0;
+    uint16_t bits = 1, samples = 1, photometric = 0, planar = 0;
 };
 
 bool readFacts(TIFF* tiff, Facts& facts) {
     TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &facts.bits);
     TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &facts.samples);
     TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &facts.planar);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &facts.orientation);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &facts.format);
     return TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &facts.width) &&
            TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &facts.height) &&
            TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &facts.photometric);
@@ -128,17 +123,17 @@ uint32_t info(const char* path, QVPICTUREINFO* info) {
     if (!tiff || !readFacts(tiff.get(), facts)) return QV_PLUGIN_FAILED;
     info->width = static_cast<int32_t>(std::min<uint32_t>(facts.width, INT32_MAX));
     info->height = static_cast<int32_t>(std::min<uint32_t>(facts.height, INT32_MAX));
-    info->bitCount = facts.bits * facts.samples;
-    const TIFFCodec* codec = nullptr;
+    info->bitCount =
+        static_cast<int32_t>(std::min(uint32_t{facts.bits} * facts.samples, uint32_t{INT32_MAX}));
     uint16_t compression = COMPRESSION_NONE;
     TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_COMPRESSION, &compression);
-    codec = compression == COMPRESSION_NONE ? nullptr : TIFFFindCODEC(compression);
+    const TIFFCodec* codec = compression == COMPRESSION_NONE ? nullptr : TIFFFindCODEC(compression);
     std::snprintf(info->format, sizeof info->format, "TIFF %u x %u bits%s%s", facts.samples, facts.bits,
                   codec ? ", " : "", codec ? codec->name : "");
     return QV_PLUGIN_OK;
 }
 
-bool writePicture(TIFF* tiff, const GivenPicture& picture, uint16_t compression) {
+bool writePicture(TIFF* tiff, GivenPicture& picture, uint16_t compression) {
     const bool gray = picture.isGray();
     const auto width = static_cast<uint32_t>(picture.width());
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
@@ -167,7 +162,7 @@ bool writePicture(TIFF* tiff, const GivenPicture& picture, uint16_t compression)
 
 uint32_t encode(void* block, const char* path, int32_t option1, int32_t) {
     constexpr uint16_t kCompressions[] = {COMPRESSION_LZW, COMPRESSION_NONE, COMPRESSION_ADOBE_DEFLATE};
-    const GivenPicture picture(block);
+    GivenPicture picture(block);
     if (!picture.isOpen() || option1 < 0 || option1 > 2) return QV_PLUGIN_FAILED;
     AtomicFile file(path);
     if (!file.isOpen()) return QV_PLUGIN_FAILED;

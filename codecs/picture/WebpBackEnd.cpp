@@ -5,7 +5,6 @@
 #include "qvlibs/util/AtomicFile.h"
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include <webp/decode.h>
@@ -91,7 +90,7 @@ uint32_t info(const char* path, QVPICTUREINFO* info) {
 }
 
 uint32_t encode(void* block, const char* path, int32_t option1, int32_t option2) {
-    const GivenPicture given(block);
+    GivenPicture given(block);
     WebPConfig config;
     WebPPicture picture;
     if (!given.isOpen() || option1 < 0 || option1 > 100 || option2 < 0 || option2 > 1)
