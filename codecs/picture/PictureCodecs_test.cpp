@@ -23,7 +23,7 @@ using qv::test::run;
 using qv::test::writeFile;
 
 // The leak sanitizer asks for this: what video coders under libheif lose is not ours to find.
-extern "C" const char* __lsan_default_suppressions();
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() { return "leak:libx265\nleak:libdav1d\n"; }
 
 namespace {
