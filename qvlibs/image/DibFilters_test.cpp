@@ -143,8 +143,8 @@ TEST(DibFilters, SmallPicturesInFull) {
         int level;
         int from, to;
     } rows[] = {
-        {50, 0, 127}, {0, 31, 31},    {100, 31, 255},         {200, 0, 254},
-        {-100, 0, 1}, {-100, 128, 1}, {0x7FFFFFFF, 255, 255},
+        {50, 0, 127},           {0, 31, 31}, {100, 31, 255}, {200, 0, 254}, {-100, 0, 1}, {-100, 128, 1},
+        {0x7FFFFFFF, 255, 255}, {1, 0, 2},   {-1, 0, 254},
     };
     for (const auto& row : rows) {
         dib.SetPixel(0, 0, static_cast<ULONG>(row.from) * 0x010101);

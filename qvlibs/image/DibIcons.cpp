@@ -51,6 +51,15 @@ void sortByFitness(std::vector<GroupEntry>& entries, int size) {
     });
 }
 
+COLORREF overWhite(COLORREF color, unsigned alpha) {
+    COLORREF blended = 0;
+    for (int shift = 0; shift < 24; shift += 8) {
+        const unsigned channel = color >> shift & 0xFF;
+        blended |= (channel * alpha + 255 * (255 - alpha) + 127) / 255 << shift;
+    }
+    return blended;
+}
+
 } // namespace
 
 bool CQVDIB::takeIcon(std::span<const BYTE> icon) {
@@ -76,30 +85,19 @@ bool CQVDIB::takeIcon(std::span<const BYTE> icon) {
     if (!makePixels({width, height}, 24)) return false;
     std::memset(bits_, 0xFF, static_cast<size_t>(knownRoom_));
     // Icons of 32 bits carry transparency in the fourth byte, unless it is 0 everywhere.
-    const auto alphaAt = [&](int x, int y) {
-        return pixels[line * static_cast<size_t>(height - 1 - y) + 4 * static_cast<size_t>(x) + 3];
-    };
     bool hasAlpha = false;
-    for (int y = 0; bits == 32 && y < height && !hasAlpha; ++y) {
-        for (int x = 0; x < width && !hasAlpha; ++x) hasAlpha = alphaAt(x, y) != 0;
-    }
+    for (size_t i = 3; bits == 32 && i < pixels.size(); i += 4) hasAlpha |= pixels[i] != 0;
     const qv::DibView view{&header, table, pixels};
     for (int y = 0; y < height; ++y) {
+        const auto stored = static_cast<size_t>(height - 1 - y);
         for (int x = 0; x < width; ++x) {
-            const size_t maskByte =
-                maskLine * static_cast<size_t>(height - 1 - y) + static_cast<size_t>(x) / 8;
-            if (!hasAlpha && masked && (mask[maskByte] >> (7 - x % 8) & 1)) continue;
-            COLORREF color = qv::dibPixel(view, x, y);
+            const auto column = static_cast<size_t>(x);
+            const COLORREF color = qv::dibPixel(view, x, y);
             if (hasAlpha) {
-                const unsigned alpha = alphaAt(x, y);
-                COLORREF blended = 0;
-                for (int shift = 0; shift < 24; shift += 8) {
-                    const unsigned channel = color >> shift & 0xFF;
-                    blended |= (channel * alpha + 255 * (255 - alpha) + 127) / 255 << shift;
-                }
-                color = blended;
+                SetPixel(x, y, overWhite(color, pixels[line * stored + 4 * column + 3]));
+            } else if (!masked || !(mask[maskLine * stored + column / 8] >> (7 - x % 8) & 1)) {
+                SetPixel(x, y, color);
             }
-            SetPixel(x, y, color);
         }
     }
     return true;

@@ -79,8 +79,8 @@ public:
     // Moves the image into one movable memory block. 0 done or there already; 1 without pixels or memory.
     ULONG RemapToGlobalMemoryAddress();
     // The pixels of a BMP file, mapped: changes stay in memory. `share` lets others read the file meanwhile,
-    // and nobody may cut it. 1 done; 0 when it is no such file or its end lies inside the picture: pixels are
-    // taken to follow the table, wherever the file says that they are.
+    // and nobody may cut it. 1 done; 0 when it is no such file, or, the image then being empty, when its end lies
+    // inside the picture: pixels are taken to follow the table, wherever the file says that they are.
     int AttachMapFile(const char* path, int share);
     // Writes the image to a new BMP file and lives in it from then on: changes of pixels reach the file. 1
     // done; 0, the image as it was, when the file cannot be made or is the one that this image is mapped
@@ -320,14 +320,13 @@ public:
 
 private:
     enum class BmpSaved { notCreated, notWritten, done };
-
+    enum class Pixels { AllThere, MissingAreBlack };
     enum HeaderOwner : int { kHeaderBorrowed = 0, kHeaderOwned = 1, kHeaderGlobal = 2 };
 
     void DetachMapFile();
     [[nodiscard]] bool allocateHeader(std::uint64_t size);
     [[nodiscard]] bool allocatePixels(); // for the header's rows, not filled
     bool adopt(void* packedDib, std::uint64_t size);
-    enum class Pixels { AllThere, MissingAreBlack };
     bool readFrom(CFile& file, Pixels pixels = Pixels::MissingAreBlack);
     bool readStored(IStream* stream); // these two take over the reference
     bool writeStored(IStream* stream);
