@@ -14,8 +14,7 @@ using qv::codec::kPictureFormat;
 
 namespace {
 
-// Calls work(back end). Nothing thrown leaves the exports: a picture that asks for more memory than there is fails
-// like any other.
+// Answers work(back end).
 template <class Result, class Work>
 Result withBackEnd(Result failure, Work work) {
     static const auto* const backEnd = static_cast<const qv::codec::PictureBackEnd*>(
