@@ -150,6 +150,10 @@ std::vector<uint8_t> readWholeFile(const char* path) {
     std::vector<uint8_t> bytes;
     const int file = openWithoutWaiting(path, O_RDONLY);
     if (file < 0) return bytes;
+    const struct Closer {
+        int file;
+        ~Closer() { ::close(file); }
+    } closer{file};
     struct stat status {};
     if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= kLargest) {
         bytes.resize(static_cast<size_t>(status.st_size));
@@ -161,7 +165,6 @@ std::vector<uint8_t> readWholeFile(const char* path) {
         }
         bytes.resize(done);
     }
-    ::close(file);
     return bytes;
 }
 

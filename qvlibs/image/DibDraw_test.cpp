@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <vector>
 
 namespace fs = std::filesystem;
 

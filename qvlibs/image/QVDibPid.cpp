@@ -15,11 +15,18 @@
 #include <cerrno>
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr int kBmpDescription = 1; // string resource
 
-bool isBmp(const char* path) { return qv::equalNoCase(QVTLGetExtention(path).str(), "bmp"); }
+// A pipe or a device is nobody's picture, whatever its name: opening one may wait for ever.
+bool isBmp(const char* path) {
+    if (!qv::equalNoCase(QVTLGetExtention(path).str(), "bmp")) return false;
+    struct stat status {};
+    return ::stat(path, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
+}
 
 // The platform's number of a failed open, as the callers know it.
 ULONG platformError(int error) {

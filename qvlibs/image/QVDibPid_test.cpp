@@ -12,11 +12,12 @@
 #include <array>
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace fs = std::filesystem;
 using qv::test::home;
 using qv::test::readFile;
 using qv::test::restartWithModules;
-using qv::test::run;
 using qv::test::writeFile;
 
 namespace {
@@ -166,6 +167,9 @@ TEST(PictureFiles, LocalSupportIsForPlainBmpOnly) {
     writeFile(path, bytes.substr(0, 53));
     EXPECT_EQ(CQVDIB::IsLocalSupported(path.c_str()), 0);
     EXPECT_EQ(CQVDIB::IsLocalSupported((home() / "b.png").c_str()), 0);
+    ASSERT_EQ(mkfifo((home() / "pipe.bmp").c_str(), 0600), 0);
+    EXPECT_EQ(CQVDIB::IsLocalSupported((home() / "pipe.bmp").c_str()), 0) << "it would be waited for";
+    EXPECT_EQ(picture.Load((home() / "pipe.bmp").c_str(), 0), QV_NO_EXPORT);
 }
 
 // The first plug-in that takes a file is final, and what the level lists.

@@ -42,10 +42,10 @@ RECT parseRect(const std::string& text) {
     return four && static_cast<size_t>(used) == text.size() ? rect : RECT{1, 1, 0, 0};
 }
 
-// A file by a path that stays good while this object lives, whatever becomes of its name.
+// A file by a path that stays good while this object lives, whatever becomes of its name. Pipes are not waited for.
 class OpenFile {
 public:
-    explicit OpenFile(const std::string& path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    explicit OpenFile(const std::string& path) : descriptor_(open(path.c_str(), O_PATH | O_CLOEXEC)) {}
     ~OpenFile() {
         if (descriptor_ >= 0) close(descriptor_);
     }

@@ -6,6 +6,8 @@
 
 #include <sstream>
 
+#include <sys/stat.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -84,6 +86,7 @@ TEST(Convert, RefusalsLeaveTheTargetAlone) {
     make("in.bmp", {8, 6});
     qv::test::writeFile(picture("bad.bmp"), "BM, but no more");
     qv::test::writeFile(picture("in.xyz"), "x");
+    for (const char* pipe : {"pipe.bmp", "pipe.png"}) ASSERT_EQ(mkfifo(picture(pipe).c_str(), 0600), 0);
     qv::test::writeFile(picture("out.bmp"), "old");
     const struct {
         const char* words;
@@ -92,6 +95,8 @@ TEST(Convert, RefusalsLeaveTheTargetAlone) {
         {"none.bmp out.bmp", 3},
         {"bad.bmp out.bmp", 5},
         {"in.xyz out.bmp", 4},
+        {"pipe.bmp out.bmp", 4},
+        {"pipe.png out.bmp", 4},
         {"in.bmp out.xyz", 4},
         {"in.bmp out.bmp --size 8", 2},
         {"in.bmp out.bmp --size 8x0", 2},
