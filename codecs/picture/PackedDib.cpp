@@ -1,7 +1,6 @@
 #include "codecs/picture/PackedDib.h"
 
 #include "qvlibs/framework/OpenWithoutWaiting.h"
-#include "qvlibs/image/DibLayout.h"
 #include "qvlibs/image/MaxDecodeSize.h"
 
 #include <algorithm>
@@ -19,6 +18,7 @@ namespace qv::codec {
 namespace {
 
 constexpr int64_t kLongestSide = 65535;
+constexpr uint64_t kMostColors = 65536;
 
 // value * alpha + 255 * (255 - alpha), divided by 255 with rounding.
 uint8_t overWhite(unsigned value, unsigned alpha) {
@@ -111,9 +111,13 @@ GivenPicture::GivenPicture(void* block) : block_(static_cast<HGLOBAL>(block)) {
     const bool known = bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
     if (!known || header->biWidth < 1 || header->biHeight < 1) return;
     if (header->biCompression != BI_RGB && header->biCompression != BI_BITFIELDS) return;
-    // The same count that the image buffer keeps.
-    const uint64_t colors = colorCount(header->biClrUsed, bits);
-    if (colors > kMaxColors) return;
+    // The same count that the image buffer keeps: what the header says, else by depth, three masks for 16
+    // and 32.
+    const uint64_t colors = header->biClrUsed ? header->biClrUsed
+                            : bits <= 8       ? 1u << bits
+                            : bits == 24      ? 0
+                                              : 3;
+    if (colors > kMostColors) return;
     const uint64_t before = sizeof(BITMAPINFOHEADER) + colors * sizeof(RGBQUAD);
     const auto pixels =
         static_cast<uint64_t>(dibLineBytes(header->biWidth, bits)) * static_cast<uint64_t>(header->biHeight);
@@ -121,7 +125,6 @@ GivenPicture::GivenPicture(void* block) : block_(static_cast<HGLOBAL>(block)) {
     view_ = {header,
              {reinterpret_cast<const RGBQUAD*>(bytes + sizeof(BITMAPINFOHEADER)), colors},
              {bytes + before, pixels}};
-    rows_.emplace(view_);
 }
 
 GivenPicture::~GivenPicture() { GlobalUnlock(block_); }
@@ -136,7 +139,12 @@ bool GivenPicture::isGray() const {
 const uint8_t* GivenPicture::rowBgr(int y, uint8_t* scratch) const {
     if (header().biBitCount == 24)
         return &view_.bits[static_cast<size_t>((height() - 1 - y) * dibLineBytes(width(), 24))];
-    rows_->read(y, 0, width(), scratch);
+    for (int x = 0; x < width(); ++x) {
+        const COLORREF color = dibPixel(view_, x, y);
+        scratch[3 * x] = static_cast<uint8_t>(color >> 16);
+        scratch[3 * x + 1] = static_cast<uint8_t>(color >> 8);
+        scratch[3 * x + 2] = static_cast<uint8_t>(color);
+    }
     return scratch;
 }
 

@@ -2,13 +2,11 @@
 // first.
 #pragma once
 
-#include "qvlibs/framework/MediaHeaders.h"
-#include "qvlibs/image/RowReader.h"
+#include "qvlibs/framework/DibPixels.h"
 #include "qvlibs/platform/GlobalMemory.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -54,7 +52,7 @@ public:
     GivenPicture(const GivenPicture&) = delete;
     GivenPicture& operator=(const GivenPicture&) = delete;
 
-    bool isOpen() const { return rows_.has_value(); }
+    bool isOpen() const { return view_.header != nullptr; }
     const BITMAPINFOHEADER& header() const { return *view_.header; }
     int width() const { return header().biWidth; }
     int height() const { return header().biHeight; }
@@ -68,7 +66,6 @@ public:
 private:
     HGLOBAL block_;
     DibView view_;
-    std::optional<RowReader> rows_;
     std::vector<uint8_t> line_;
 };
 

@@ -8,7 +8,7 @@
 
 namespace qv {
 
-class QVLIBS_API RowReader {
+class RowReader {
 public:
     // The picture must outlive the reader.
     explicit RowReader(const DibView& dib);
