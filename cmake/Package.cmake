@@ -56,10 +56,10 @@ foreach(row
   list(GET row 0 component)
   list(GET row 1 name)
   list(GET row 2 summary)
-  qv_package(${component} ${name} "${summary}" "Modules of QvLibs; put beside the library, which finds them there."
-    DEPENDS "${exact}")
   get_property(has_modules GLOBAL PROPERTY QV_HAS_MODULES_${component})
   if(has_modules)
+    qv_package(${component} ${name} "${summary}" "Modules of QvLibs; put beside the library, which finds them there."
+      DEPENDS "${exact}")
     list(APPEND CPACK_COMPONENTS_ALL ${component})
   endif()
 endforeach()

@@ -1,4 +1,5 @@
-// Everything that QvLibs offers to its callers. Include single headers where compile time matters. Authors of
+// Everything that QvLibs offers to its callers. Include single headers where compile time matters. Authors of plug-ins
+// include plugins/plugin_api.h alone.
 #pragma once
 
 #include "qvlibs/classify/FileRecord.h"

@@ -1,13 +1,11 @@
 // Whether a file is a DV AVI that the suite can use: its headers are read, no codec is asked.
 #include "qvlibs/classify/CachedCheck.h"
 #include "qvlibs/classify/MediaTypes.h"
-#include "qvlibs/framework/OpenWithoutWaiting.h"
+#include "qvlibs/framework/File.h"
 #include "qvlibs/platform/AviHeader.h"
 #include "qvlibs/util/Bytes.h"
 
 #include <cstring>
-
-#include <unistd.h>
 
 namespace qv {
 namespace {
@@ -36,10 +34,9 @@ bool isUsableSound(const AviStream& stream) {
 
 int testDvAvi(const char* path, unsigned flags) {
     if (!QVTLCheckExtensionAVI(path) || std::strlen(path) > kLongestPath) return 0;
-    const int file = openWithoutWaiting(path, O_RDONLY);
-    if (file < 0) return 0;
-    const auto header = readAviHeader(aviBytesOf(file));
-    ::close(file);
+    CFile file;
+    if (!file.Open(path, CFile::modeRead | CFile::shareDenyNone)) return 0;
+    const auto header = readAviHeader(aviBytesOf(file.Descriptor()));
     if (!header) return 0;
     const int video = header->find(makeFourCC('v', 'i', 'd', 's'));
     const int audio = header->find(makeFourCC('a', 'u', 'd', 's'));

@@ -65,13 +65,7 @@ CString QVTLGetFilterString(ULONG types, int withAll) {
         const CString commas = patternGroups(filter.str());
         CString semicolons = commas;
         semicolons.Replace(",", ";");
-        CString all = qv::resourceText(kAllFiles);
-        all.Replace("%s", "\x01");
-        // Two places, filled in order: patterns may hold anything but this byte.
-        const int first = all.Find('\x01');
-        all = all.Left(first) + commas + all.Mid(first + 1);
-        all.Replace("\x01", semicolons);
-        filter += all;
+        filter += qv::formatResource(kAllFiles, commas.GetString(), semicolons.GetString());
     }
     return filter + "|";
 }

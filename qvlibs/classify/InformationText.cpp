@@ -17,6 +17,8 @@ constexpr int kMovieText = 30000, kPictureText = 30001, kMono = 30003, kStereo =
 constexpr int kSoundText = 30006, kShortDuration = 30011, kAspectLabel = 30012, kBitRate = 30057;
 constexpr int kSequenceLine = 30049, kClips = 30050, kBgms = 30051, kSequence = 30052, kTape = 30053;
 
+constexpr const char* kPart = " , "; // between the parts of kMovieText: length, sound
+
 struct Texts {
     CString longText, shortText;
     bool isEmpty() const { return longText.IsEmpty() && shortText.IsEmpty(); }
@@ -67,10 +69,10 @@ Texts movieTexts(const char* path) {
     const CString size =
         qv::formatResource(kPictureText, movieKind(path), long{format.biWidth}, long{format.biHeight});
     Texts texts;
-    texts.longText = qv::formatResource(kMovieText, length.GetString(), rate / 1000.0);
     CString width;
     width.Format(", %ld bit", long{bits});
-    if (sound) texts.longText += width;
+    texts.longText = qv::formatResource(kMovieText, length.GetString(), rate / 1000.0);
+    texts.longText = sound ? texts.longText + width : texts.longText.Left(texts.longText.Find(kPart));
     texts.longText += "\n" + size + " " + qv::resourceText(kAspectLabel) + " " + aspectName(aspect);
     if (QVTLCheckExtensionMpeg(path)) texts.longText += qv::formatResource(kBitRate, megabits);
     texts.shortText = size + " " + length;

@@ -185,8 +185,8 @@ bool recallText(const char* name, const QVFILESTATUS& status, CString& text) {
 
 void rememberText(const char* name, const QVFILESTATUS& before, const char* text) {
     constexpr size_t kLongest = 32768;
-    constexpr std::int64_t kSettled =
-        2; // seconds: times are kept in whole ones, a second change would not show
+    // Times are kept in whole seconds: a second change within one would not show.
+    constexpr std::int64_t kSettled = 2;
     QVFILESTATUS now;
     const char* path = before.fullPath.GetString();
     if (!QVTLGetStatus(path, now) || IdentityOrder{}(before, now) || IdentityOrder{}(now, before)) return;

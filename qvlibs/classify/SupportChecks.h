@@ -11,26 +11,32 @@
 #include "qvlibs/framework/Lists.h"
 #include "qvlibs/util/FileIdentity.h"
 
-constexpr unsigned QV_SUPPORT_DECODERS = 0x100000; // pictures: a codec must take the file
+constexpr unsigned QV_SUPPORT_DECODERS = 0x100000;
 
-QVLIBS_API int QVTLCheckSupport_NTSCPAL(const char* path,
-                                        unsigned flags = 0);              // frame rate; 1 when it is no movie
-QVLIBS_API int QVTLCheckSupportTAP(const char* path, unsigned flags = 0); // by the application's CSeq
+// The frame rate is that of the system; 1 also when no codec opens the file.
+QVLIBS_API int QVTLCheckSupport_NTSCPAL(const char* path, unsigned flags = 0);
+// By the application's CSeq.
+QVLIBS_API int QVTLCheckSupportTAP(const char* path, unsigned flags = 0);
 QVLIBS_API int QVTLCheckSupportSEQ(const char* path, unsigned flags = 0);
+// A codec opens it.
 QVLIBS_API int QVTLCheckSupportTitle(const char* path, unsigned flags = 0);
-QVLIBS_API int QVTLCheckSupportFile(const char* path,
-                                    unsigned flags = 0); // whichever check the extension asks for
-QVLIBS_API int QVTLCheckSupportMovie(const char* path, unsigned flags = 0); // MPEG-2 or AVI
+// Whichever check the extension asks for, with flags 0; for MPEG either of the two.
+QVLIBS_API int QVTLCheckSupportFile(const char* path, unsigned flags = 0);
+// MPEG-2 or AVI.
+QVLIBS_API int QVTLCheckSupportMovie(const char* path, unsigned flags = 0);
 // DV AVI of at least 5 frames, with no sound or two channels of 16 bits at 48000, 44100 or 32000 Hz; the path shorter
 // than 200 bytes.
 QVLIBS_API int QVTLCheckSupportAVI(const char* path, unsigned flags = 0);
 // PCM, two channels of 16 bits at one of eight usual rates.
 QVLIBS_API int QVTLCheckSupportSound(const char* path, unsigned flags = 0);
+// By extension; with QV_SUPPORT_DECODERS in `flags` a codec must take the file too.
 QVLIBS_API int QVTLCheckSupportPicture(const char* path, unsigned flags = 0);
-QVLIBS_API int QVTLCheckSupportAsf(const char* path, unsigned flags = 0); // extension, and the file opens
+// By extension, and the file opens.
+QVLIBS_API int QVTLCheckSupportAsf(const char* path, unsigned flags = 0);
 // Investigated as MPEG-2 with all attribute bits of `flags`, at least "DVMinDurMPEG2NL" frames long ("Common", default
 // 5), and a known vendor, which is asked before the cache.
 QVLIBS_API int QVTLCheckSupportMpeg2(const char* path, unsigned flags = 0);
+// Investigated as MPEG-1 with all attribute bits of `flags`.
 QVLIBS_API int QVTLCheckSupportMpeg1(const char* path, unsigned flags = 0);
 
 // Not cached: the file exists and its creation, access and write dates have years from 1971 to 2099.

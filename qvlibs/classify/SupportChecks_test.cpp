@@ -254,6 +254,11 @@ TEST(InformationTexts, SaysWhatIsInTheFile) {
                  "AVI 720x480 画面比率 16:9 (シネマ)");
     EXPECT_STREQ(QVTLGetInformationString(path.c_str(), 0), "AVI 720x480 00:00:10:00/16 bit");
     EXPECT_EQ(calls(path, "OpenR"), 1) << "both texts of one look";
+    const fs::path silent =
+        movie("silent.avi", "GetTotalFrames=300\nGetVideoFormat.width=720\nGetVideoFormat.height=480\n"
+                            "GetAudioFormat.channels=0\n");
+    EXPECT_STREQ(QVTLGetInformationString(silent.c_str(), 1), "長さ 00:00:10:00\nAVI 720x480 画面比率 4:3");
+    EXPECT_STREQ(QVTLGetInformationString(silent.c_str(), 0), "AVI 720x480 00:00:10:00");
     QVTLSetInformationString(path.c_str(), "mine");
     EXPECT_STREQ(QVTLGetInformationString(path.c_str(), 0), "AVI 720x480 00:00:10:00/16 bit")
         << "known already";

@@ -1,8 +1,9 @@
 // Archives: little-endian records over a file, written and read in the same order.
 //
-//   integers   their width in bytes, low byte first
-//   strings    a length and the bytes: 1 byte below 255; FF and 2 bytes below 65534; FF FF FF and 4 bytes
-//   above times      signed 32-bit seconds; spans likewise
+//   integers          their width in bytes, low byte first
+//   strings           a length and the bytes. The length is 1 byte below 255, FF and 2 bytes below 65534, else
+//                     FF FF FF and 4 bytes
+//   times and spans   signed 32-bit seconds
 //
 // Reading past the end, or a length that the rest of the file cannot hold, throws CArchiveException before
 // any memory is taken for it.

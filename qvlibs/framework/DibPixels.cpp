@@ -26,8 +26,10 @@ COLORREF dibPixel(const DibView& dib, int x, int y) {
     const DWORD compression = dib.header->biCompression;
     const int bitCount = dib.header->biBitCount;
     if (compression != BI_RGB && compression != BI_BITFIELDS) return 0;
-    const std::int64_t row =
-        (std::int64_t{dib.header->biHeight} - y - 1) * dibLineBytes(dib.header->biWidth, bitCount);
+    std::int64_t row = 0;
+    if (__builtin_mul_overflow(std::int64_t{dib.header->biHeight} - y - 1,
+                               dibLineBytes(dib.header->biWidth, bitCount), &row))
+        return 0;
     const auto at = [&](std::int64_t offset, std::int64_t size) -> const BYTE* {
         const std::int64_t end = row + offset + size;
         if (x < 0 || row + offset < 0 || end > static_cast<std::int64_t>(dib.bits.size())) return nullptr;

@@ -1,6 +1,7 @@
 #include "qvlibs/framework/File.h"
 
 #include "qvlibs/framework/Messages.h"
+#include "qvlibs/framework/OpenWithoutWaiting.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,7 +27,7 @@ int accessMode(unsigned flags) {
 }
 
 // The share mode as a lock on the file: exclusive openers exclude everybody, readers that deny writing share
-// among themselves. A writer without a share mode takes a shared lock too, so that "deny" modes see it.
+// among themselves. Without a share mode there is none.
 int lockMode(unsigned flags) {
     if (flags & CFile::shareExclusive) return LOCK_EX | LOCK_NB;
     if (flags & CFile::shareDenyWrite)
@@ -49,16 +50,17 @@ int CFile::Open(const char* path, unsigned flags, CFileException* error) {
     if (descriptor_ >= 0) Close();
     if (!path) return refuse(EINVAL, -1);
     const int create = flags & modeCreate ? O_CREAT : 0;
-    const int descriptor = ::open(path, accessMode(flags) | create | O_CLOEXEC, 0666);
+    const int descriptor = qv::openWithoutWaiting(path, accessMode(flags) | create);
     if (descriptor < 0) return refuse(errno, -1);
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) return refuse(errno, descriptor);
     if (S_ISDIR(status.st_mode)) return refuse(EISDIR, descriptor);
+    if (!S_ISREG(status.st_mode)) ::fcntl(descriptor, F_SETFL, 0); // reading and writing wait as usual
     const int lock = lockMode(flags);
     if (lock && ::flock(descriptor, lock) != 0 && errno == EWOULDBLOCK) return refuse(ETXTBSY, descriptor);
     // Cutting comes after the lock: a file in use by somebody keeps its bytes.
-    const bool cut = (flags & modeCreate) && !(flags & modeNoTruncate) && S_ISREG(status.st_mode);
-    if (cut && ::ftruncate(descriptor, 0) != 0) return refuse(errno, descriptor);
+    if (create && S_ISREG(status.st_mode) && ::ftruncate(descriptor, 0) != 0)
+        return refuse(errno, descriptor);
     descriptor_ = descriptor;
     path_ = path;
     return 1;
@@ -144,8 +146,9 @@ void CMemFile::Write(const void* buffer, unsigned count) {
 
 __int64 CMemFile::Seek(__int64 offset, SeekPosition from) {
     const __int64 base = from == begin ? 0 : from == current ? position_ : GetLength();
-    if (base + offset < 0) throw CFileException(EINVAL);
-    return position_ = base + offset;
+    __int64 at = 0;
+    if (__builtin_add_overflow(base, offset, &at) || at < 0) throw CFileException(EINVAL);
+    return position_ = at;
 }
 
 void CMemFile::SetLength(__int64 length) {

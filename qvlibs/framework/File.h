@@ -35,8 +35,7 @@ public:
         shareExclusive = 0x0010,
         shareDenyWrite = 0x0020,
         shareDenyNone = 0x0040,
-        modeCreate = 0x1000, // an existing file is cut to nothing, unless modeNoTruncate is given too
-        modeNoTruncate = 0x2000,
+        modeCreate = 0x1000, // an existing file is cut to nothing
     };
     enum SeekPosition : int { begin = 0, current = 1, end = 2 };
 
@@ -45,7 +44,8 @@ public:
     CFile(const CFile&) = delete;
     CFile& operator=(const CFile&) = delete;
 
-    // 1 done, 0 failed: `error`, when given, then tells why. An open file is closed first.
+    // 1 done, 0 failed: `error`, when given, then tells why. An open file is closed first. Opening a pipe does not wait
+    // for its other end.
     virtual int Open(const char* path, unsigned flags, CFileException* error = nullptr);
     // Bytes read: fewer than asked only at the end of the file.
     virtual unsigned Read(void* buffer, unsigned count);
@@ -58,7 +58,6 @@ public:
     virtual void Close();
 
     CString GetFilePath() const { return path_; }
-    bool IsOpen() const { return descriptor_ >= 0; }
     int Descriptor() const { return descriptor_; } // stays the file's; -1 when closed
 
 protected:

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include <sys/stat.h>
+
 using qv::test::home;
 
 TEST(File, AFileInUseKeepsItsBytes) {
@@ -37,6 +39,9 @@ TEST(File, OpeningReportsWhy) {
     EXPECT_EQ(file.Open(home().c_str(), CFile::modeRead, &error), 0);
     EXPECT_EQ(error.osError, EISDIR);
     EXPECT_EQ(file.Open(nullptr, CFile::modeRead, &error), 0);
+    const auto pipe = home() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(file.Open(pipe.c_str(), CFile::modeRead), 1) << "without waiting for a writer";
     static std::string shown;
     qv::setMessageHandler([](const char* text, const char*, qv::MessageKind) { shown = text; });
     CFileException(ENOENT, "a.bmp").ReportError();
@@ -60,6 +65,7 @@ TEST(File, MemoryAndDiskBehaveAlike) {
         EXPECT_EQ(file->GetLength(), 3);
         EXPECT_EQ(file->Read(bytes, 4), 0u) << "behind the end";
         EXPECT_THROW(file->Seek(-9, CFile::begin), CFileException);
+        EXPECT_THROW(file->Seek(INT64_MAX, CFile::current), CFileException);
         file->Seek(5, CFile::begin);
         file->Write("z", 1);
         EXPECT_EQ(file->GetLength(), 6);

@@ -9,13 +9,12 @@ class CObject;
 
 using POSITION = struct QvPosition__*;
 
-// A list of values. A POSITION stays good until its element is removed. ARG_TYPE is how elements are passed
-// in.
+// A list of values. A POSITION stays good until its element is removed. ARG_TYPE is how elements are passed in.
 template <class TYPE, class ARG_TYPE = const TYPE&>
 class CList {
 public:
     // The block size of the classic interface is accepted; memory is the list's own business.
-    explicit CList(int blockSize = 10) { static_cast<void>(blockSize); }
+    explicit CList(int /*blockSize*/ = 10) {}
     CList(const CList& other) { appendAll(other); }
     CList& operator=(const CList& other) {
         if (this != &other) {

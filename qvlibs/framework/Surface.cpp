@@ -257,8 +257,6 @@ unsigned CDC::GetSystemPaletteEntries(unsigned first, unsigned count, PALETTEENT
     return copied;
 }
 
-HBITMAP CDC::SelectObject(HBITMAP bitmap) { return std::exchange(selected_, bitmap ? bitmap : own_); }
-
 HPALETTE CDC::SelectPalette(HPALETTE palette, int background) {
     background_ = background != 0;
     return std::exchange(palette_, palette);

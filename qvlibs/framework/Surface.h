@@ -67,7 +67,6 @@ public:
     void Attach(HBITMAP bitmap);
     HBITMAP Detach();
     HBITMAP GetSafeHandle() const { return handle_; }
-    int GetBitmap(BITMAP* info) const { return GetObject(handle_, info); }
 
 private:
     HBITMAP handle_ = nullptr;
@@ -84,15 +83,12 @@ public:
     CDC& operator=(const CDC&) = delete;
 
     HDC GetSafeHdc() const { return reinterpret_cast<HDC>(const_cast<CDC*>(this)); }
-    static CDC* FromHandle(HDC dc) { return reinterpret_cast<CDC*>(dc); }
 
     virtual int GetDeviceCaps(int index) const;
     // Entries copied; 0 where there is no palette.
     virtual unsigned GetSystemPaletteEntries(unsigned first, unsigned count, PALETTEENTRY* entries) const;
 
-    // The bitmap or palette that was selected before, or null. What is selected stays the caller's and must
-    // live as long.
-    HBITMAP SelectObject(HBITMAP bitmap);
+    // The palette that was selected before, or null. What is selected stays the caller's and must live as long.
     HPALETTE SelectPalette(HPALETTE palette, int background);
     // Puts the selected palette's colours into the system palette unless it was selected for the background.
     // How many entries changed; 0 on true-colour surfaces.

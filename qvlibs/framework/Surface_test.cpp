@@ -34,6 +34,9 @@ TEST(Surface, StretchesWithoutMixing) {
     dc.StretchDIBits(-0x7FFFFFFF, -0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF, picture.view(),
                      SRCCOPY); // all of it outside
     EXPECT_EQ(dc.GetPixel(0, 0), 0x020202u);
+    picture.header.biWidth = picture.header.biHeight = 0x7FFFFFFF; // far more than the bits
+    EXPECT_EQ(dc.StretchDIBits(0, 0, 6, 4, picture.view(), SRCCOPY), 0x7FFFFFFF);
+    EXPECT_EQ(dc.GetPixel(0, 0), 0u);
     EXPECT_EQ(dc.StretchDIBits(0, 0, 4, 4, {}, SRCCOPY), 0);
     EXPECT_EQ(dc.StretchDIBits(0, 0, 4, 4, picture.view(), 0x42), 0);
 }

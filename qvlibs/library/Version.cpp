@@ -2,6 +2,6 @@
 
 namespace qv {
 
-const char* libraryVersion() { return "5.1.0"; }
+const char* libraryVersion() { return QVLIBS_VERSION; }
 
 } // namespace qv

@@ -2,11 +2,9 @@
 
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/platform/Resources.h"
-#include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/settings/ProfileRoot.h"
+#include "qvlibs/settings/SettingRows.h"
 #include "qvlibs/util/AtomicFile.h"
-
-#include <variant>
 
 namespace {
 
@@ -14,10 +12,7 @@ constexpr const char* kSection = "EasyCapture";
 constexpr int kSuiteName = 30045;
 
 using Info = QVCAPTUREINFO;
-constexpr struct {
-    const char* key;
-    std::variant<int Info::*, CString Info::*> field;
-} kInfoRows[] = {
+constexpr qv::SettingRow<Info> kInfoRows[] = {
     {"FolderPath", &Info::strFolderPath},
     {"Quality", &Info::nQuality},
     {"Resolve", &Info::nResolution},
@@ -91,24 +86,12 @@ CArchive& operator>>(CArchive& archive, QVCAPTUREDATA& data) {
 
 int QVTLSetCaptureInfo(const QVCAPTUREINFO& info) {
     QVTL_TRACE();
-    for (const auto& row : kInfoRows) {
-        const auto* number = std::get_if<int Info::*>(&row.field);
-        const int done =
-            number ? QVWriteProfileIntEx(kSection, row.key, info.**number, 0, nullptr)
-                   : QVWriteProfileString(kSection, row.key, info.*std::get<CString Info::*>(row.field), 0);
-        if (!done) return 0;
-    }
-    return 1;
+    return writeRows(info, kSection, 0, kInfoRows) ? 1 : 0;
 }
 
 int QVTLGetCaptureInfo(QVCAPTUREINFO& info) {
     QVTL_TRACE();
-    for (const auto& row : kInfoRows) {
-        if (const auto* number = std::get_if<int Info::*>(&row.field))
-            info.** number = static_cast<int>(QVGetProfileInt(kSection, row.key, 0));
-        else
-            info.*std::get<CString Info::*>(row.field) = QVGetProfileString(kSection, row.key, "");
-    }
+    readRows(info, kSection, kInfoRows);
     return 1;
 }
 

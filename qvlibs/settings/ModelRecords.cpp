@@ -81,12 +81,6 @@ void write(const Record& record, const char* prefix, int index, unsigned short f
 
 } // namespace
 
-CString qv::recordSection(const char* prefix, int index) {
-    CString section;
-    section.Format("%s%04d", prefix ? prefix : "", index);
-    return section;
-}
-
 CQVModelInformation::CQVModelInformation() { CreateDefaultData(); }
 
 CQVModelInformation::CQVModelInformation(CQVModelInformation* other) {

@@ -87,7 +87,7 @@ void takeVendorCommands(CQVModelInformation& model, const CObList& vendors) {
 void readModels(CObList& list, const char* count, const char* prefix, const CObList& vendors) {
     const int all = countOf(count, 0);
     if (all <= 1) return;
-    CQVModelInformation record;
+    CQVModelInformation record; // one for all: each new one would read record 0 from the store
     for (int i = 1; i < all; ++i) {
         record.ReadProfile(i, prefix);
         auto* const model = new CQVModelInformation(record);

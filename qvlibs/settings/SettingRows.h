@@ -54,30 +54,39 @@ void readRows(Record& record, const char* section, const SettingRow<Record> (&ro
     }
 }
 
+// False when a row cannot be written; the later ones stay as they were.
 template <class Record, size_t N>
-void writeRows(const Record& record, const char* section, unsigned short flags,
+bool writeRows(const Record& record, const char* section, unsigned short flags,
                const SettingRow<Record> (&rows)[N]) {
     for (const auto& row : rows) {
         if (row.stored == Stored::OnlyRead) continue;
         const auto write = [&](DWORD number) {
-            QVWriteProfileInt(section, row.key, static_cast<int>(number), flags);
+            return QVWriteProfileInt(section, row.key, static_cast<int>(number), flags);
         };
-        std::visit(
-            Overloaded{
-                [&](int Record::*field) { write(static_cast<DWORD>(record.*field)); },
-                [&](WORD Record::*field) { write(record.*field); },
-                [&](CString Record::*field) { QVWriteProfileString(section, row.key, record.*field, flags); },
-                [&](HighHalf<Record> half) { write(record.*half.field >> 16); },
-                [&](LowHalf<Record> half) { write(record.*half.field & 0xFFFF); },
-            },
-            row.field);
+        const int done =
+            std::visit(Overloaded{
+                           [&](int Record::*field) { return write(static_cast<DWORD>(record.*field)); },
+                           [&](WORD Record::*field) { return write(record.*field); },
+                           [&](CString Record::*field) {
+                               return QVWriteProfileString(section, row.key, record.*field, flags);
+                           },
+                           [&](HighHalf<Record> half) { return write(record.*half.field >> 16); },
+                           [&](LowHalf<Record> half) { return write(record.*half.field & 0xFFFF); },
+                       },
+                       row.field);
+        if (!done) return false;
     }
+    return true;
 }
 
 // "Model" and 3 give "Model0003". Records are numbered from 0 to 9999: a longer number would be taken for
 // another section.
 constexpr int kMostRecords = 10000;
-[[nodiscard]] CString recordSection(const char* prefix, int index);
 [[nodiscard]] inline bool isRecordIndex(int index) { return index >= 0 && index < kMostRecords; }
+[[nodiscard]] inline CString recordSection(const char* prefix, int index) {
+    CString section;
+    section.Format("%s%04d", prefix ? prefix : "", index);
+    return section;
+}
 
 } // namespace qv

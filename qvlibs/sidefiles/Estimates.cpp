@@ -51,9 +51,12 @@ constexpr struct {
 constexpr ULONG kAsfQuality = 0xF000, kAsfSystem = 0xF00, kAsfPal = 0x200, kAsfSize = 0xFF;
 constexpr ULONG kAsfLarge = 17, kAsfSmall = 34;
 
-LONG truncated(double value) {
-    constexpr double kMost = std::numeric_limits<LONG>::max();
-    return value < kMost ? static_cast<LONG>(std::max(value, -kMost)) : std::numeric_limits<LONG>::max();
+// Toward zero; what is out of range becomes the end of the range.
+template <class Integer = LONG>
+Integer truncated(double value) {
+    constexpr auto kMost = static_cast<double>(std::numeric_limits<Integer>::max());
+    return value < kMost ? static_cast<Integer>(std::max(value, -kMost))
+                         : std::numeric_limits<Integer>::max();
 }
 
 // `room` / `size` frames; a size of nothing sets no limit.
@@ -157,7 +160,7 @@ __int64 QVTLGetExchengedASFFileSize(__int64 frames, ULONG code) {
         if (row.quality != (code & kAsfQuality)) continue;
         rate = ((code & kAsfSize) == kAsfLarge ? row.largeRate : row.smallRate) + kAsfAudioRate;
     }
-    return static_cast<__int64>(static_cast<double>(frames) / framesPerSecond * rate * 0.125);
+    return truncated<__int64>(static_cast<double>(frames) / framesPerSecond * rate * 0.125);
 }
 
 ULONG QVTLGetAsfBitrate(ULONG code) {

@@ -97,8 +97,10 @@ TEST(Estimates, AsfCodes) {
         ULONG code;
         __int64 size;
         ULONG rate;
-    } rows[] = {{2997, 0x1011, 10800, 768}, {2500, 0x1211, 10800, 768}, {2997, 0x4022, 2400, 96},
-                {2997, 0x1012, 6000, 0},    {2997, 0x2011, 8400, 576},  {100, 0, 0, 0}};
+    } rows[] = {{2997, 0x1011, 10800, 768},         {2500, 0x1211, 10800, 768},
+                {2997, 0x4022, 2400, 96},           {2997, 0x1012, 6000, 0},
+                {2997, 0x2011, 8400, 576},          {100, 0, 0, 0},
+                {INT64_MAX, 0x1211, INT64_MAX, 768}};
     for (const auto& row : rows) {
         EXPECT_EQ(QVTLGetExchengedASFFileSize(row.frames, row.code), row.size) << row.code;
         EXPECT_EQ(QVTLGetAsfBitrate(row.code), row.rate) << row.code;

@@ -141,6 +141,7 @@ TEST(MtvFiles, CompanionsByName) {
 TEST(VendorTable, LetterCaseCountsInOneSearchAndNotInTheOthers) {
     const fs::path movie = home() / "x.mpg";
     EXPECT_EQ(QVTLGetMtvVenderNum(movie.c_str()), 0) << "no side file and no rows: the first empty row";
+    QVWriteProfileString("Mtv", "", "the section's own value is no row, and the walk over the rows ends", 0);
     for (const auto& [key, text] : {std::pair{"VendorID00", "One"},
                                     {"VendorID01", "Two"},
                                     {"VendorID02", "Three"},

@@ -12,9 +12,9 @@ namespace {
 
 constexpr const char* kSection = "Mtv";
 
-CString numbered(const char* format, int row) {
+CString numbered(const char* prefix, int row) {
     CString key;
-    if (row >= 0 && row <= 99) key.Format("%s%02d", format, row);
+    key.Format("%s%02d", prefix, row);
     return key;
 }
 

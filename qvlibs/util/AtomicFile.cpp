@@ -35,7 +35,7 @@ AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
     struct stat old {};
     replaces_ = ::stat(target_.c_str(), &old) == 0;
     // Refused here rather than after the work was done.
-    if (replaces_ && S_ISDIR(old.st_mode)) error_ = EISDIR;
+    if (replaces_ && !S_ISREG(old.st_mode)) error_ = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
     if (replaces_ && !error_ && ::access(target_.c_str(), W_OK) != 0) error_ = errno;
     if (error_) return;
     const std::string folder = folderOf(target_);

@@ -3,7 +3,7 @@
 // The bytes go into a nameless file in the target's folder (or one with a temporary name where the file
 // system has no nameless ones); commit() puts it in place of whatever had the name. Without commit() nothing
 // is left behind, not even when the process is killed (but for that temporary name). A target that is a
-// symbolic link is followed; an existing file passes its permissions on.
+// symbolic link is followed; an existing file passes its permissions on. Folders, devices and pipes are refused.
 #pragma once
 
 #include <cstddef>

@@ -8,6 +8,7 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 using qv::test::makeFolder;
@@ -57,7 +58,7 @@ TEST(AtomicFile, ANewFileTakesNobodysName) {
     EXPECT_EQ(entries(folder), 2);
 }
 
-TEST(AtomicFile, LinksAreFollowedAndFoldersRefused) {
+TEST(AtomicFile, LinksAreFollowedFoldersAndPipesRefused) {
     const fs::path folder = makeFolder("links");
     writeFile(folder / "real", "old");
     fs::create_symlink("real", folder / "link");
@@ -67,6 +68,8 @@ TEST(AtomicFile, LinksAreFollowedAndFoldersRefused) {
     EXPECT_TRUE(fs::is_symlink(folder / "link"));
     EXPECT_EQ(readFile(folder / "real"), "new");
     EXPECT_EQ(qv::AtomicFile(folder).error(), EISDIR);
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(qv::AtomicFile(folder / "pipe").error(), EINVAL) << "a file would take its place";
     EXPECT_EQ(qv::AtomicFile(folder / "no" / "such").error(), ENOENT);
 }
 

@@ -1,7 +1,7 @@
 // Bounded reading and writing of bytes. Bytes from files go through these, never through casts of structures.
 //
 // A reader never passes its end: it answers 0 there and remembers that it failed, so the caller asks once,
-// after a whole record. Numbers are little-endian unless the name says big.
+// after a whole record. Numbers are little-endian.
 #pragma once
 
 #include <cstddef>
@@ -38,8 +38,6 @@ public:
     std::uint32_t u32() { return number<std::uint32_t>(); }
     std::uint64_t u64() { return number<std::uint64_t>(); }
     std::int32_t i32() { return static_cast<std::int32_t>(u32()); }
-    std::uint16_t big16() { return swapped<std::uint16_t>(); }
-    std::uint32_t big32() { return swapped<std::uint32_t>(); }
 
     // The next `count` bytes in place, or nothing when they are not all there.
     std::span<const std::uint8_t> bytes(size_t count) {
@@ -71,14 +69,6 @@ private:
         for (size_t i = 0; start && i < sizeof(Number); ++i) {
             value = static_cast<Number>(value | static_cast<Number>(start[i]) << (8 * i));
         }
-        return value;
-    }
-    template <class Number>
-    Number swapped() {
-        const std::uint8_t* start = take(sizeof(Number));
-        Number value = 0;
-        for (size_t i = 0; start && i < sizeof(Number); ++i)
-            value = static_cast<Number>(value << 8 | start[i]);
         return value;
     }
 
