@@ -1,17 +1,11 @@
 // What loading the library costs a process, with the modules that lie beside it in the build tree: the time
 // of the load alone, taken inside a fresh process, and whole processes beside the smallest one there is. This
 // program does not link the library: each round loads it anew.
-#include <benchmark/benchmark.h>
+#include "bench/ProcessRow.h"
 
 #include <dlfcn.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-
-extern char** environ;
 
 namespace {
 
@@ -44,22 +38,6 @@ void load(benchmark::State& state, const char* library) {
     }
 }
 
-void process(benchmark::State& state, const char* program, const char* argument) {
-    const char* const words[] = {program, argument, nullptr};
-    posix_spawn_file_actions_t quiet;
-    posix_spawn_file_actions_init(&quiet);
-    posix_spawn_file_actions_addopen(&quiet, 1, "/dev/null", 1, 0);
-    for (auto round : state) {
-        pid_t child = 0;
-        int status = 1;
-        if (posix_spawn(&child, program, &quiet, nullptr, const_cast<char**>(words), environ) != 0)
-            return state.SkipWithError("the program does not start");
-        waitpid(child, &status, 0);
-        if (status != 0) return state.SkipWithError("the program failed");
-    }
-    posix_spawn_file_actions_destroy(&quiet);
-}
-
 BENCHMARK_CAPTURE(load, all, QVLIBS_FILE)
     ->Name("attach/load/all-modules")
     ->UseManualTime()
@@ -68,11 +46,11 @@ BENCHMARK_CAPTURE(load, sqlite, "libsqlite3.so.0") // the one library that it ne
     ->Name("attach/load/sqlite-alone")
     ->UseManualTime()
     ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(process, nothing, "/bin/true", nullptr)
+BENCHMARK_CAPTURE(processRow, nothing, {"/bin/true"})
     ->Name("attach/process/true")
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(process, version, QV_PROGRAM, "--version")
+BENCHMARK_CAPTURE(processRow, version, {QV_PROGRAM, "--version"})
     ->Name("attach/process/qv-version")
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);

@@ -1,10 +1,9 @@
 // What is known about files: the support cache with up to 100,000 elements beside the same rows in SQLite, and
 // `qv info` as a whole process on a DV AVI beside ffprobe and mediainfo.
+#include "bench/ProcessRow.h"
 #include "qvlibs/classify/SupportCache.h"
 #include "qvlibs/classify/SupportChecks.h"
 #include "qvlibs/util/FileIdentity.h"
-
-#include <benchmark/benchmark.h>
 
 #include <sqlite3.h>
 
@@ -16,9 +15,7 @@
 #include <string>
 #include <vector>
 
-#include <spawn.h>
 #include <sys/inotify.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -206,24 +203,10 @@ std::string tape() {
     return *made;
 }
 
-void process(benchmark::State& state, std::vector<std::string> words) {
+void onTape(benchmark::State& state, std::vector<std::string> words) {
     words.push_back(tape());
     if (words.back().empty()) return state.SkipWithError("ffmpeg makes no DV");
-    std::vector<char*> pointers;
-    for (auto& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    posix_spawn_file_actions_t quiet;
-    posix_spawn_file_actions_init(&quiet);
-    posix_spawn_file_actions_addopen(&quiet, 1, "/dev/null", 1, 0);
-    for (auto round : state) {
-        pid_t child = 0;
-        int status = 1;
-        if (posix_spawnp(&child, pointers[0], &quiet, nullptr, pointers.data(), environ) != 0)
-            return state.SkipWithError("the program does not start");
-        waitpid(child, &status, 0);
-        if (status != 0) return state.SkipWithError("the program failed");
-    }
-    posix_spawn_file_actions_destroy(&quiet);
+    processRow(state, std::move(words));
 }
 
 BENCHMARK(load)->Name("classify/cache-load/100000")->Unit(benchmark::kMillisecond);
@@ -236,15 +219,15 @@ BENCHMARK(insert)
     ->Arg(10000)
     ->Arg(kMany)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(process, qv, {QV_PROGRAM, "info", "--json"})
+BENCHMARK_CAPTURE(onTape, qv, {QV_PROGRAM, "info", "--json"})
     ->Name("classify/process/dv-avi/qv-info")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(process, ffprobe, {"ffprobe", "-v", "error", "-show_format", "-show_streams"})
+BENCHMARK_CAPTURE(onTape, ffprobe, {"ffprobe", "-v", "error", "-show_format", "-show_streams"})
     ->Name("classify/process/dv-avi/ffprobe")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(process, mediainfo, {"mediainfo"})
+BENCHMARK_CAPTURE(onTape, mediainfo, {"mediainfo"})
     ->Name("classify/process/dv-avi/mediainfo")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);

@@ -1,22 +1,14 @@
 // Reads of the settings beside the same rows read through a prepared statement of SQLite's own, in one
 // process and on one file; the environment with full lists; and `qv settings get` as a whole process.
+#include "bench/ProcessRow.h"
 #include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/settings/QVENVMGR.h"
 
-#include <benchmark/benchmark.h>
-
-#include <fcntl.h>
-#include <spawn.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <string>
-
-extern char** environ;
 
 namespace {
 
@@ -75,28 +67,15 @@ void environment(benchmark::State& state) {
     for (auto round : state) benchmark::DoNotOptimize(CQVEnvironment().m_lstModel.GetCount());
 }
 
-void program(benchmark::State& state) {
-    const char* const words[] = {QV_PROGRAM, "settings", "get", "Common", "CaptureType", nullptr};
-    posix_spawn_file_actions_t quiet;
-    posix_spawn_file_actions_init(&quiet);
-    posix_spawn_file_actions_addopen(&quiet, 1, "/dev/null", O_WRONLY, 0);
-    for (auto round : state) {
-        pid_t child = 0;
-        int status = 1;
-        if (posix_spawn(&child, QV_PROGRAM, &quiet, nullptr, const_cast<char**>(words), environ) != 0)
-            return state.SkipWithError("the program does not start");
-        waitpid(child, &status, 0);
-        if (status != 0) return state.SkipWithError("the program failed");
-    }
-    posix_spawn_file_actions_destroy(&quiet);
-}
-
 BENCHMARK(ownInt)->Name("profile/read-int/own");
 BENCHMARK_CAPTURE(bare, number, "CaptureType")->Name("profile/read-int/bare-sqlite");
 BENCHMARK(ownString)->Name("profile/read-string/own");
 BENCHMARK_CAPTURE(bare, text, "LastDirName")->Name("profile/read-string/bare-sqlite");
 BENCHMARK(environment)->Name("environment/construct/100-models")->Unit(benchmark::kMillisecond);
-BENCHMARK(program)->Name("profile/process/qv-settings-get")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(processRow, get, {QV_PROGRAM, "settings", "get", "Common", "CaptureType"})
+    ->Name("profile/process/qv-settings-get")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 

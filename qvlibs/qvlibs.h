@@ -58,7 +58,6 @@
 #include "qvlibs/plugins/PropertyRegistry.h"
 #include "qvlibs/plugins/VideoCodecSetup.h"
 #include "qvlibs/settings/CaptureRecords.h"
-#include "qvlibs/settings/CodecLoader.h"
 #include "qvlibs/settings/ModelRecords.h"
 #include "qvlibs/settings/ProfileCtrl.h"
 #include "qvlibs/settings/ProfileRoot.h"

@@ -1,5 +1,5 @@
 # Cache files cut and flipped, side files of every length, killed relinkings, qv info beside other programs.
-export QVLIBS_LONG_TESTS=1
+export QVLIBS_TEST_FULL=1
 results="$work/results"
 "$release/tests/classify_internal_test" --gtest_filter='SupportCache.*' >"$results" || { cat "$results"; exit 1; }
 "$release/tests/sidefiles_test" >>"$results" || { cat "$results"; exit 1; }

@@ -1,5 +1,6 @@
 """Relinks side files and kills the program on the way: the old link or the new one, never half of one, under one name.
 Arguments: the program, a folder to work in, how often."""
+import collections
 import os
 import random
 import signal
@@ -21,12 +22,6 @@ def record(link):
     return bytes(body)
 
 
-def measure():
-    start = time.monotonic()
-    subprocess.run([qv, "mtv", "link", f"{work}/old.mtv", f"{work}/{NEW}"], check=True)
-    return time.monotonic() - start
-
-
 def clean():
     for name in os.listdir(work):
         if name.endswith(".mtv"):
@@ -35,9 +30,15 @@ def clean():
         file.write(record(OLD))
 
 
-clean()
-usual = max(measure() for _ in range(5) if clean() is None)
-states = {}
+def seconds():
+    clean()
+    start = time.monotonic()
+    subprocess.run([qv, "mtv", "link", f"{work}/old.mtv", f"{work}/{NEW}"], check=True)
+    return time.monotonic() - start
+
+
+usual = max(seconds() for _ in range(5))
+states = collections.Counter()
 for _ in range(rounds):
     clean()
     child = subprocess.Popen([qv, "mtv", "link", f"{work}/old.mtv", f"{work}/{NEW}"], stderr=subprocess.DEVNULL)
@@ -49,8 +50,7 @@ for _ in range(rounds):
     if len(links) != 1 or not links <= {record(OLD), record(NEW)}:
         sys.exit(f"half a link, or none, in {names}")
     linked = "new link" if links == {record(NEW)} else "old link"
-    state = (linked, " and ".join(names))
-    states[state] = states.get(state, 0) + 1
+    states[linked, " and ".join(names)] += 1
 print(f"{rounds} relinkings killed: every side file holds the old link or the new one")
 for (linked, names), count in sorted(states.items()):
     print(f"  {count:5} {linked}, named {names}")

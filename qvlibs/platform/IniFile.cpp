@@ -181,8 +181,7 @@ std::vector<std::string> iniKeys(const std::string& file, std::string_view secti
 
 bool writeIni(const std::string& file, std::string_view section, std::optional<std::string_view> key,
               std::optional<std::string_view> value) {
-    const auto slash = file.rfind('/');
-    const FolderLock lock(slash == std::string::npos ? "." : file.substr(0, slash + 1));
+    const FolderLock lock(folderOf(file));
     const auto old = readText(file);
     if (!old) return false;
     IniText ini(*old);

@@ -1,6 +1,7 @@
 #include "qvlibs/platform/Modules.h"
 
 #include "qvlibs/framework/Strings.h"
+#include "qvlibs/util/AtomicFile.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -33,12 +34,6 @@ bool isRegularFile(int folder, const char* name) {
 }
 
 char fold(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-std::string folderOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string::npos) return {};
-    return path.substr(0, slash ? slash : 1);
-}
 
 // Exports that were found, each thread's own: a call of a module takes longer to look up than to make. What was found
 // counts as long as no module was let go since.

@@ -3,6 +3,7 @@
 #include "qvlibs/platform/Modules.h"
 #include "qvlibs/platform/Registry.h"
 #include "qvlibs/platform/RegistryFile.h"
+#include "qvlibs/util/AtomicFile.h"
 
 #include <unistd.h>
 
@@ -123,7 +124,7 @@ StoreCheck checkStore() {
     check.setAside = damagedStores(path);
     check.writable = access(path.c_str(), W_OK) == 0;
     if (access(path.c_str(), F_OK) != 0) {
-        check.writable = access(path.substr(0, path.rfind('/')).c_str(), W_OK) == 0;
+        check.writable = access(folderOf(path).c_str(), W_OK) == 0;
         return check;
     }
     sqlite3* raw = nullptr;

@@ -3,6 +3,7 @@
 #include "qvlibs/platform/FolderLock.h"
 #include "qvlibs/platform/RegistryPages.h"
 #include "qvlibs/platform/UserFolders.h"
+#include "qvlibs/util/AtomicFile.h"
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -34,8 +35,6 @@ constexpr unsigned char kWriteAheadLog = 2;
 constexpr const char* kLogs[] = {"-wal", "-shm", "-journal"};
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
 std::string emptyStore() {
     std::string image;

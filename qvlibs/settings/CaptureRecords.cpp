@@ -99,13 +99,9 @@ int QVTLSetCaptureList(const QVCAPTUREDATA& data) {
     QVTL_TRACE();
     if (!isFree(data.strFilePath)) return 0;
     CMemFile bytes;
-    try {
-        CArchive archive(&bytes, CArchive::store, 4096);
-        archive << data;
-        archive.Close();
-    } catch (const CArchiveException&) {
-        return 0;
-    }
+    CArchive archive(&bytes, CArchive::store);
+    archive << data;
+    archive.Close();
     qv::AtomicFile file(data.strFilePath.str());
     return file.isOpen() && file.write(bytes.Bytes().data(), bytes.Bytes().size()) && file.commit() ? 1 : 0;
 }
@@ -116,7 +112,7 @@ int QVTLGetCaptureList(QVCAPTUREDATA& data) {
     try {
         CFile file;
         if (!file.Open(data.strFilePath, CFile::modeRead | CFile::shareDenyWrite)) return 0;
-        CArchive archive(&file, CArchive::load, 4096);
+        CArchive archive(&file, CArchive::load);
         archive >> read;
     } catch (const std::exception& problem) { // the archive's, or the file's
         qvTrace << problem.what();

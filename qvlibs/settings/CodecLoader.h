@@ -1,9 +1,7 @@
-// The entry that loads the DV codec, for callers that reach it through the environment.
+// The entry that loads the DV codec, for the environment.
 #pragma once
 
-#include "qvlibs/framework/Types.h"
-
-using QVCODECLOADER = ULONG (*)(const char* name);
+#include "qvlibs/settings/QVENVMGR.h"
 
 namespace qv {
 

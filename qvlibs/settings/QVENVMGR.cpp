@@ -2,6 +2,7 @@
 
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/platform/UserFolders.h"
+#include "qvlibs/settings/CodecLoader.h"
 #include "qvlibs/settings/Migration.h"
 #include "qvlibs/settings/SettingRows.h"
 #include "qvlibs/timecode/DvMetadata.h"

@@ -7,8 +7,9 @@
 #pragma once
 
 #include "qvlibs/framework/Lists.h"
-#include "qvlibs/settings/CodecLoader.h"
 #include "qvlibs/settings/ModelRecords.h"
+
+using QVCODECLOADER = ULONG (*)(const char* name);
 
 // A registered working directory: section "Directroy%04d", spelt so because stored settings are.
 class QVLIBS_API CQVDirectoryInformation : public CObject {
@@ -52,7 +53,7 @@ public:
     // The default temporary image folder, "Tarvelion/TempData" in the user's data folder; "" without one.
     static CString GetImageTemp();
 
-    QVCODECLOADER m_pfnLoadCodec;
+    QVCODECLOADER m_pfnLoadCodec; // DEDVLoadCodec (media/DvBridge.h)
     int m_nIconSizeX = 0;
     int m_nIconSizeY = 0;
     int m_nLiveFeedFps = 0; // 30 is 25 on a PAL system, 25 is 30 on an NTSC one

@@ -6,6 +6,7 @@
 #include "qvlibs/timecode/DvMetadata.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 
 namespace {
@@ -186,16 +187,15 @@ LONG QVTLGetMaxFrameSize(const char* path, ULONG kind, LONG frames, ULONG rate, 
                                    QVTLGetExchengedFileSize(frames, QV_OUTPUT_COMPRESSED, 0, isPal, 0))
                    : qv::totalLimitFrames(isPal);
         break;
-    case 0x100:
-    case 0x200:
-    case 0x400:
-    case 0x1000: most = fat ? mpegFramesOnFat(rate, isPal) : qv::totalLimitFrames(isPal); break;
     case QV_FILE_KIND_ASF:
         most = fat ? framesThatFit(frames * 4194304.0,
                                    static_cast<double>(QVTLGetExchengedASFFileSize(frames, rate)))
                    : qv::totalLimitFrames(isPal);
         break;
-    default: break;
+    default:
+        if ((kind & QV_FILE_KIND_MPEG) == kind && std::has_single_bit(kind))
+            most = fat ? mpegFramesOnFat(rate, isPal) : qv::totalLimitFrames(isPal);
+        break;
     }
     // One more than asked when all of it fits, on purpose.
     return frames < most ? frames + 1 : most;

@@ -5,7 +5,6 @@
 #include "qvlibs/framework/Trace.h"
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/platform/Modules.h"
-#include "qvlibs/sidefiles/VendorTable.h"
 #include "qvlibs/timecode/DvMetadata.h"
 #include "qvlibs/util/Qvfiletools.h"
 
@@ -154,12 +153,6 @@ CString QVTLGetMtvLinkMPGFilename(const char* mtvPath) {
     QVTL_TRACE();
     MtvAtrTag record;
     return QVTLGetMtvAtr(mtvPath, &record) ? fieldText(record.link) : CString();
-}
-
-ULONG QVTLMakeMtv(const char* mpegPath, int vendorIndex, ULONG attributes, SYSTEMTIME* time) {
-    QVTL_TRACE();
-    const int row = QVTLGetMtvIDNo(vendorIndex);
-    return QVTLMakeMtvEx(mpegPath, qv::vendorText(row), qv::vendorExtension(row), attributes, time);
 }
 
 ULONG QVTLMakeMtvEx(const char* mpegPath, const char* vendor, const char* ext, ULONG attributes,

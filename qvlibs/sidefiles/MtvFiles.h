@@ -1,9 +1,7 @@
 // MTV side files beside MPEG-2 recordings: finding, reading, making and relinking them, and the other companions of a
 // recording by their names.
 //
-// Vendors are rows of the settings, section "Mtv": "VendorID00", "VendorID01", ... up to the first that is empty, each
-// with the extension "Ext00", ... (default "mtv") of its side files. Link names are compared without ASCII case.
-// Threads: one at a time where the settings are read.
+// Link names are compared without ASCII case. Threads: one at a time.
 #pragma once
 
 #include "qvlibs/framework/Strings.h"
@@ -29,10 +27,8 @@ QVLIBS_API int QVTLGetMtvAtr(const char* mtvPath, MtvAtrTag* record);
 // The recording that a side file links to, "" when it cannot be read.
 QVLIBS_API CString QVTLGetMtvLinkMPGFilename(const char* mtvPath);
 
-// Makes the side file of a recording from what the movie reader says of it. `time` may be null (not known);
-// `attributes`: bits 0x300000. 0 done; 1 when the movie cannot be opened or the file not written.
-// `vendorIndex` names a row of the vendor table; a negative one stands for row 16 (-2: row 17).
-QVLIBS_API ULONG QVTLMakeMtv(const char* mpegPath, int vendorIndex, ULONG attributes, SYSTEMTIME* time);
+// Makes the side file of a recording from what the movie reader says of it. `ext` is without dot; `time` may be null
+// (not known); `attributes`: bits 0x300000. 0 done; 1 when the movie cannot be opened or the file not written.
 QVLIBS_API ULONG QVTLMakeMtvEx(const char* mpegPath, const char* vendor, const char* ext, ULONG attributes,
                                SYSTEMTIME* time);
 // Links a side file to another recording and moves it beside it under its name. Where a file has that name already the

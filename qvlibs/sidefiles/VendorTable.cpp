@@ -12,16 +12,18 @@ namespace {
 
 constexpr const char* kSection = "Mtv";
 
-CString numbered(const char* prefix, int row) {
+CString rowValue(const char* prefix, int row, const char* def) {
     CString key;
     key.Format("%s%02d", prefix, row);
-    return key;
+    return QVGetProfileString(kSection, key, def);
 }
+
+CString vendorText(int row) { return rowValue("VendorID", row, ""); }
 
 // The first row with this text, ASCII case ignored, or -1.
 int findVendor(const CString& vendor) {
     for (int row = 0;; ++row) {
-        const CString text = qv::vendorText(row);
+        const CString text = vendorText(row);
         if (text.IsEmpty()) return -1;
         if (text.CompareNoCase(vendor) == 0) return row;
     }
@@ -29,19 +31,12 @@ int findVendor(const CString& vendor) {
 
 } // namespace
 
-namespace qv {
-
-CString vendorText(int row) { return QVGetProfileString(kSection, numbered("VendorID", row), ""); }
-CString vendorExtension(int row) { return QVGetProfileString(kSection, numbered("Ext", row), "mtv"); }
-
-} // namespace qv
-
 int QVTLGetMtvVenderNum(const char* mpegPath) {
     QVTL_TRACE();
     CString vendor;
     QVTLGetMtvFileFromMpeg2(mpegPath, &vendor, nullptr);
     for (int row = 0;; ++row) {
-        const CString text = qv::vendorText(row);
+        const CString text = vendorText(row);
         if (text == vendor) return row; // before the test for the end, on purpose
         if (text.IsEmpty()) return -1;
     }
@@ -71,4 +66,10 @@ int QVTLIsSupportVendorAndParamAtOutput(CString mtvPath) {
     const CString vendor(record.vendor, static_cast<int>(strnlen(record.vendor, sizeof record.vendor)));
     if (!QVTLIsSupportVendorAtOutput(vendor)) return 0;
     return record.system == QVIsPal() && record.sizeClass <= 5 && record.audioSampling == 0 ? 1 : 0;
+}
+
+ULONG QVTLMakeMtv(const char* mpegPath, int vendorIndex, ULONG attributes, SYSTEMTIME* time) {
+    QVTL_TRACE();
+    const int row = QVTLGetMtvIDNo(vendorIndex);
+    return QVTLMakeMtvEx(mpegPath, vendorText(row), rowValue("Ext", row, "mtv"), attributes, time);
 }

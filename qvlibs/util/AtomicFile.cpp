@@ -19,17 +19,16 @@ std::string followLink(const std::string& path) {
     return real ? real.get() : path;
 }
 
-std::string folderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 std::string temporaryName(const std::string& folder, int attempt) {
     return folder + "/.qv-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
 }
 
 } // namespace
+
+std::string folderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
 
 AtomicFile::AtomicFile(const std::string& path) : target_(followLink(path)) {
     struct stat old {};

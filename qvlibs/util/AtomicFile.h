@@ -11,6 +11,9 @@
 
 namespace qv {
 
+// The folder in which the last element of a path lies: "." for a bare name.
+[[nodiscard]] std::string folderOf(const std::string& path);
+
 class AtomicFile {
 public:
     // Check isOpen(), or error() for the errno.
