@@ -6,13 +6,11 @@
 #include "qvlibs/media/Qvavitools.h"
 #include "qvlibs/platform/Modules.h"
 #include "qvlibs/timecode/DvMetadata.h"
+#include "qvlibs/util/AtomicFile.h"
 #include "qvlibs/util/Qvfiletools.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <memory>
 
 #include <fcntl.h>
@@ -184,11 +182,6 @@ ULONG QVTLRenameMtv(const char* mtvPath, const char* newMpegPath) {
     ::close(file);
     if (!written) return QV_FAILED;
     const CString target = QVTLGetFileFromFile(newMpegPath, QVTLGetExtention(mtvPath), 0);
-    // Never onto a file that is there: a link fails where a rename would replace.
-    if (::link(mtvPath, target) == 0) {
-        ::unlink(mtvPath);
-    } else if (errno != EEXIST && !exists(target)) {
-        std::rename(mtvPath, target);
-    }
+    if (qv::placeNew(mtvPath, target)) ::unlink(mtvPath); // never onto a file that is there
     return QV_OK;
 }
