@@ -26,8 +26,8 @@ private:
 
 class QVLIBS_API CFile {
 public:
-    // Open flags. Sharing is kept between all openers that use this library, in this process and in others;
-    // other programs do not see it.
+    // Open flags. A share mode is kept between all openers of this library that give one, in this process and in
+    // others. Openers without one, or with shareDenyNone, and other programs do not see it.
     enum OpenFlags : unsigned {
         modeRead = 0x0000,
         modeWrite = 0x0001,

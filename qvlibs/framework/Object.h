@@ -26,6 +26,7 @@ public:
     // Reads or writes the object, as the archive's direction says. May throw CArchiveException.
     virtual void Serialize(CArchive& archive);
 
+    // 1 for an object of exactly this class: classes do not know what they derive from.
     int IsKindOf(const CRuntimeClass* type) const { return GetRuntimeClass() == type ? 1 : 0; }
 
 protected:

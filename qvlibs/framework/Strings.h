@@ -22,7 +22,6 @@ public:
     int GetLength() const { return static_cast<int>(text_.size()); } // in bytes
     int IsEmpty() const { return text_.empty() ? 1 : 0; }
     void Empty() { text_.clear(); }
-    char GetAt(int index) const { return text_.at(static_cast<size_t>(index)); }
 
     CString& operator+=(const CString& other);
     CString& operator+=(char character);

@@ -76,7 +76,7 @@ class QVLIBS_API CDC {
 public:
     // A surface with black pixels; bitCount 8, 24 or 32, others count as 32. Sizes below 1 count as 1.
     CDC(int width, int height, int bitCount = 32);
-    // A memory surface of the same kind without pixels of its own: select a bitmap into it.
+    // A memory surface of the same kind over a bitmap, which stays the caller's and must live as long.
     CDC(const CDC& compatible, HBITMAP selected);
     virtual ~CDC();
     CDC(const CDC&) = delete;
