@@ -3,6 +3,7 @@
 
 #include "qvlibs/framework/Strings.h"
 
+#include <utility>
 #include <vector>
 
 class CObject;
@@ -71,7 +72,9 @@ public:
         --count_;
     }
     void RemoveAll() {
-        while (head_) RemoveAt(GetHeadPosition());
+        for (Node* gone = head_; gone;) delete std::exchange(gone, gone->next);
+        head_ = tail_ = nullptr;
+        count_ = 0;
     }
 
 private:

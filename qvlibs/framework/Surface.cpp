@@ -53,6 +53,7 @@ BITMAPINFOHEADER headerFor(LONG width, LONG height, int bitCount) {
 // Six steps a channel, then gray.
 std::vector<RGBQUAD> systemColors() {
     std::vector<RGBQUAD> colors;
+    colors.reserve(kSystemColors);
     for (int i = 0; i < 216; ++i) {
         colors.push_back({static_cast<BYTE>(i % 6 * 51), static_cast<BYTE>(i / 6 % 6 * 51),
                           static_cast<BYTE>(i / 36 * 51), 0});

@@ -113,7 +113,7 @@ CString QVTLGetMtvFileFromMpeg2(const char* mpegPath, CString* vendor, SYSTEMTIM
     const CString folder = QVTLGetDirectory(mpegPath);
     MtvAtrTag record;
     for (const char* extension : {"mtv", "gwm"}) {
-        const CString direct = QVTLGetFileFromFile(mpegPath, extension, 0);
+        CString direct = QVTLGetFileFromFile(mpegPath, extension, 0);
         if (linksTo(direct, name, record)) {
             if (vendor) *vendor = fieldText(record.vendor);
             if (time) *time = timeOf(record);
@@ -121,7 +121,7 @@ CString QVTLGetMtvFileFromMpeg2(const char* mpegPath, CString* vendor, SYSTEMTIM
         }
         for (const std::string& file :
              qv::listFolder(folder.IsEmpty() ? "." : folder.str(), std::string("*.") + extension)) {
-            const CString candidate = folder + file.c_str();
+            CString candidate = folder + file.c_str();
             if (!linksTo(candidate, name, record)) continue;
             // The time is not handed out on this way, on purpose: the file was not made under this name.
             if (vendor) *vendor = fieldText(record.vendor);

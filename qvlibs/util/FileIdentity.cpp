@@ -22,10 +22,10 @@ CString fullPath(const char* path) {
 }
 
 BYTE attributesOf(const struct statx& status, const CString& full) {
-    const int slash = full.ReverseFind('/');
+    const size_t name = full.str().rfind('/') + 1;
     BYTE attributes = S_ISDIR(status.stx_mode) ? QV_FILE_DIRECTORY : BYTE{0};
     if (!(status.stx_mode & (S_IWUSR | S_IWGRP | S_IWOTH))) attributes |= QV_FILE_READONLY;
-    if (full.str()[static_cast<size_t>(slash + 1)] == '.') attributes |= QV_FILE_HIDDEN;
+    if (full.str()[name] == '.') attributes |= QV_FILE_HIDDEN;
     return attributes;
 }
 
