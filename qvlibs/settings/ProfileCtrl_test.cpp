@@ -107,15 +107,6 @@ TEST(ProfileCtrl, BooleansAreTexts) {
     EXPECT_EQ(QVGetProfileInt("s", "b", 3), 3u); // five bytes are no number
 }
 
-TEST(ProfileCtrl, StringsAreIndependentCopies) {
-    QVWriteProfileString("s", "a", "first", 0);
-    QVWriteProfileString("s", "b", "second", 0);
-    const CString first = QVGetProfileString("s", "a", "");
-    const CString second = QVGetProfileString("s", "b", "");
-    EXPECT_STREQ(first, "first");
-    EXPECT_STREQ(second, "second");
-}
-
 TEST(ProfileCtrl, RemoveIgnoresCaseAndOtherRoots) {
     QVWriteProfileInt("s", "Name", 1, 0);
     QVWriteProfileIntEx("s", "Name", 2, 0, "Software\\X");

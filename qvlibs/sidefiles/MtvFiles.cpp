@@ -156,8 +156,10 @@ CString QVTLGetMtvLinkMPGFilename(const char* mtvPath) {
 ULONG QVTLMakeMtvEx(const char* mpegPath, const char* vendor, const char* ext, ULONG attributes,
                     SYSTEMTIME* time) {
     QVTL_TRACE();
+    const CString target = QVTLGetFileFromFile(mpegPath, ext, 0);
     const Record record(MTV_AllocMtv(0x10000, vendor, mpegPath, 0));
-    if (!record || !describe(mpegPath, *record)) return QV_FAILED;
+    // The recording's own extension would put the side file in its place.
+    if (target == mpegPath || !describe(mpegPath, *record)) return QV_FAILED;
     record->attribute = (attributes & 0x300000) == 0x100000 ? 1 : 0;
     if (time) {
         record->year = time->wYear;
@@ -167,13 +169,14 @@ ULONG QVTLMakeMtvEx(const char* mpegPath, const char* vendor, const char* ext, U
         record->minute = static_cast<BYTE>(time->wMinute);
         record->second = static_cast<BYTE>(time->wSecond);
     }
-    return MTV_SaveFile(QVTLGetFileFromFile(mpegPath, ext, 0), record.get(), 0);
+    return MTV_SaveFile(target, record.get(), 0);
 }
 
 ULONG QVTLRenameMtv(const char* mtvPath, const char* newMpegPath) {
     QVTL_TRACE();
     char link[sizeof MtvAtrTag::link] = {};
     const CString name = QVTLGetFileName(newMpegPath);
+    if (name.IsEmpty()) return QV_FAILED;
     std::memcpy(link, name.GetString(), std::min<size_t>(static_cast<size_t>(name.GetLength()), sizeof link));
     const int file = ::open(mtvPath, O_RDWR | O_CLOEXEC);
     if (file < 0) return QV_FAILED;

@@ -28,10 +28,11 @@ QVLIBS_API int QVTLGetMtvAtr(const char* mtvPath, MtvAtrTag* record);
 QVLIBS_API CString QVTLGetMtvLinkMPGFilename(const char* mtvPath);
 
 // Makes the side file of a recording from what the movie reader says of it. `ext` is without dot; `time` may be null
-// (not known); `attributes`: bits 0x300000. 0 done; 1 when the movie cannot be opened or the file not written.
+// (not known); `attributes`: bits 0x300000. 0 done; 1 when the movie cannot be opened, `ext` is its own extension, or the
+// file cannot be written.
 QVLIBS_API ULONG QVTLMakeMtvEx(const char* mpegPath, const char* vendor, const char* ext, ULONG attributes,
                                SYSTEMTIME* time);
 // Links a side file to another recording and moves it beside it under its name. Where a file has that name already the
-// side file stays where it is, relinked, and the result is 0 all the same. 1 when it cannot be changed; its old link
-// is whole then.
+// side file stays where it is, relinked, and the result is 0 all the same. 1 when it cannot be changed, or there is
+// no file name in `newMpegPath`; its old link is whole then.
 QVLIBS_API ULONG QVTLRenameMtv(const char* mtvPath, const char* newMpegPath);

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-
 #include <cstring>
 
 namespace fs = std::filesystem;
@@ -70,6 +69,7 @@ TEST(MtvFiles, TheRecordHasItsBytesWhereTheyBelong) {
     for (const size_t offset : {312u, 527u, 544u}) EXPECT_EQ(at(other, offset), 0) << offset;
     EXPECT_EQ(QVTLMakeMtvEx((home() / "missing.mpg").c_str(), "v", "mtv", 0, nullptr), 1u);
     EXPECT_FALSE(fs::exists(home() / "missing.mtv"));
+    EXPECT_EQ(QVTLMakeMtvEx(path.c_str(), "v", "mpg", 0, nullptr), 1u) << "the recording is not replaced";
 }
 
 TEST(MtvFiles, OnlyWholeSideFilesAreRead) {
@@ -127,6 +127,8 @@ TEST(MtvFiles, RelinkingPatchesTheLinkAndMovesTheFile) {
     EXPECT_EQ(readFile(fresh), expected);
     EXPECT_STREQ(QVTLGetMtvLinkMPGFilename(old.c_str()), "new.mpg");
     EXPECT_EQ(QVTLRenameMtv((home() / "missing.mtv").c_str(), "a.mpg"), 1u);
+    EXPECT_EQ(QVTLRenameMtv(old.c_str(), (home() / "").c_str()), 1u) << "a folder";
+    EXPECT_STREQ(QVTLGetMtvLinkMPGFilename(old.c_str()), "new.mpg");
 }
 
 TEST(MtvFiles, CompanionsByName) {
