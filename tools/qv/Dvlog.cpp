@@ -149,9 +149,8 @@ int run(const Options& options, const Common& common) {
         for (const auto& part : split->parts())
             message(common, options.folder + "/" + part.name.GetString() + ": " +
                                 std::to_string(part.frames) + " frames");
-        message(common, std::to_string(split->parts().size()) + " parts together are the " +
-                            std::to_string(walk.totals().frames) + " frames of the tape: xxh128 " +
-                            split->checksum().GetString());
+        message(common, "written: all " + std::to_string(walk.totals().frames) +
+                            " frames of the tape, xxh128 " + split->checksum().GetString());
     }
     if (walk.totals().losses.endsEarly) message(common, options.file + ": ends within a frame");
     return Done;
