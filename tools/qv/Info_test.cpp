@@ -218,7 +218,8 @@ TEST(Info, TheListHasTheDocumentedForm) {
     list[0]["unheard"] = 1;
     EXPECT_NE(check(list).exitCode, 0);
     const std::string page = readFile(QV_INFO_PAGE);
-    for (const auto& [name, unused] : json::parse(readFile(QV_INFO_SCHEMA))["items"]["properties"].items())
+    const json schema = json::parse(readFile(QV_INFO_SCHEMA));
+    for (const auto& [name, unused] : schema["items"]["properties"].items())
         EXPECT_NE(page.find("`" + name + "`"), std::string::npos) << name;
 }
 
